@@ -1,0 +1,39 @@
+# Warnings, sanitizers and platform libraries shared by every target.
+
+function(sq_target_warnings target)
+    if(MSVC)
+        target_compile_options(${target} PRIVATE /W4)
+        if(SQ_WERROR)
+            target_compile_options(${target} PRIVATE /WX)
+        endif()
+    else()
+        target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow
+            -Wnon-virtual-dtor -Wcast-align -Wunused -Woverloaded-virtual
+            -Wnull-dereference -Wdouble-promotion -Wformat=2)
+        if(SQ_WERROR)
+            target_compile_options(${target} PRIVATE -Werror)
+        endif()
+    endif()
+endfunction()
+
+# System libraries that the platform files of a target need.
+function(sq_platform_libraries target)
+    if(WIN32)
+        target_link_libraries(${target} PUBLIC user32)
+    else()
+        target_link_libraries(${target} PUBLIC ${CMAKE_DL_LIBS})
+    endif()
+endfunction()
+
+if(SQ_SANITIZE)
+    add_compile_options(-fsanitize=${SQ_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+    add_link_options(-fsanitize=${SQ_SANITIZE})
+endif()
+
+if(MINGW)
+    # No MinGW runtime DLLs next to the plug-in or the executables: the C++
+    # runtime, libgcc and winpthread are linked in.
+    add_link_options(-static)
+endif()
+
+find_package(Threads REQUIRED)

@@ -1,0 +1,167 @@
+#pragma once
+
+#include "host/ofx/HostKind.h"
+#include "host/ofx/Messages.h"
+
+#include "ofx/ofxCore.h"
+#include "ofx/ofxImageEffect.h"
+#include "ofx/ofxInteract.h"
+#include "ofx/ofxMemory.h"
+#include "ofx/ofxMessage.h"
+#include "ofx/ofxMultiThread.h"
+#include "ofx/ofxOpenGLRender.h"
+#include "ofx/ofxParam.h"
+#include "ofx/ofxProgress.h"
+#include "ofx/ofxProperty.h"
+
+#include <cstdint>
+#include <string>
+
+namespace VX {
+namespace Host {
+namespace OFX {
+
+// One row of an effect's table of parameter identifiers: the four-character
+// code of a parameter and the name the host stores it under. The table ends
+// with an all-zero row.
+struct ParameterIdentifier {
+    std::uint32_t code;
+    const char* name;
+    const void* reserved[3];
+};
+
+// The bridge between one OpenFX action and an effect. A fresh object serves
+// each call of the main entry: it is bound to the host's suites and the
+// action's arguments, the action is dispatched to one of the virtual
+// operations below, and the object is destroyed. Nothing survives a call.
+//
+// Effects override the identity answers and the few operations whose
+// behaviour differs; everything else has a working default here.
+class Host {
+public:
+    Host();
+    Host(const Host&) = delete;
+    Host& operator=(const Host&) = delete;
+
+    // Shows the effect's about text; nothing by default.
+    virtual void showAbout();
+
+    // --- actions ------------------------------------------------------------
+    virtual OfxStatus describe();
+    virtual OfxStatus describeInContext();
+    virtual OfxStatus load();
+    virtual OfxStatus unload();
+    virtual OfxStatus purgeCaches();
+    virtual OfxStatus syncPrivateData();
+    virtual OfxStatus createInstance();
+    virtual OfxStatus destroyInstance();
+    virtual OfxStatus isIdentityAction();
+    virtual OfxStatus renderAction();
+    virtual OfxStatus beginSequenceRender();
+    virtual OfxStatus endSequenceRender();
+    virtual OfxStatus regionOfDefinitionAction();
+    virtual OfxStatus regionsOfInterestAction();
+    virtual OfxStatus timeDomainAction();
+    virtual OfxStatus framesNeededAction();
+    virtual OfxStatus clipPreferencesAction();
+    virtual OfxStatus instanceChangedAction();
+    virtual OfxStatus beginInstanceChanged();
+    virtual OfxStatus endInstanceChanged();
+    virtual OfxStatus beginInstanceEdit();
+    virtual OfxStatus endInstanceEdit();
+    virtual OfxStatus openGLContextAttached();
+    virtual OfxStatus openGLContextDetached();
+
+    // Ends a progress bar that an action left open.
+    virtual ~Host();
+
+    // --- identity and capabilities the effect answers -------------------------
+    virtual const char* vendorPrefix() const;
+    virtual const char* vendorName() const;
+    virtual const char* productName() const = 0;
+    virtual const char* productDescription() const = 0;
+    // Null when the effect has no version text.
+    virtual const char* versionText() const;
+    // Fills up to four version numbers into an array that starts all zero.
+    virtual void versionNumbers(int numbers[4]) const;
+    virtual bool supportsOpenGLRender() const;
+    virtual bool mayRenderOpenGL() const;
+    virtual bool openGLRenderEnabled() const;
+    // 16-bit and floating-point pixels besides 8-bit.
+    virtual bool supportsDeepPixels() const;
+    virtual void sizeHint(int& width, int& height) const;
+    virtual bool wantsTemporalClipAccess() const;
+
+    // --- binding --------------------------------------------------------------
+    // Stores the host and the action's arguments and fetches the suites.
+    // Throws Error(kOfxStatErrMissingHostFeature) when a required suite is
+    // missing.
+    void bindHost(const OfxHost* host, OfxImageEffectHandle effect, OfxPropertySetHandle inArgs,
+                  OfxPropertySetHandle outArgs);
+    void setParameterIdentifiers(const ParameterIdentifier* table) {
+        parameterIdentifiers_ = table;
+    }
+
+    // Read afresh from the host's "OfxPropName" at every call.
+    HostKind hostKind() const;
+    bool hasMessageSuite2() const;
+    std::uint32_t hostQuirk() const { return hostQuirk_; }
+
+    // --- messages -------------------------------------------------------------
+    // Posts through the host's message suite; the caption stays with us.
+    // Returns a MessageResult.
+    int postMessage(const char* text, const char* caption, std::uint32_t flags);
+    // Tells the user something: through the host's message suite where it
+    // has version 2, else in a message box owned by the host's window.
+    int showMessage(const char* text, const char* caption);
+
+    // --- access for the actions -------------------------------------------------
+    const OfxHost* host() const { return host_; }
+    OfxImageEffectHandle effectHandle() const { return effect_; }
+    OfxPropertySetHandle inArgs() const { return inArgs_; }
+    OfxPropertySetHandle outArgs() const { return outArgs_; }
+    const OfxImageEffectSuiteV1* imageEffectSuite() const { return imageEffectSuite_; }
+    const OfxPropertySuiteV1* propertySuite() const { return propertySuite_; }
+    const OfxParameterSuiteV1* parameterSuite() const { return parameterSuite_; }
+    const OfxMemorySuiteV1* memorySuite() const { return memorySuite_; }
+    const OfxMultiThreadSuiteV1* multiThreadSuite() const { return multiThreadSuite_; }
+    const OfxInteractSuiteV1* interactSuite() const { return interactSuite_; }
+    const OfxProgressSuiteV1* progressSuite() const { return progressSuite_; }
+    const OfxImageEffectOpenGLRenderSuiteV1* openGLRenderSuite() const { return openGLSuite_; }
+    const ParameterIdentifier* parameterIdentifiers() const { return parameterIdentifiers_; }
+
+protected:
+    // Set while a progress bar is open on the host, so that teardown can
+    // close it.
+    bool progressStarted_ = false;
+
+private:
+    const OfxHost* host_ = nullptr;
+    OfxImageEffectHandle effect_ = nullptr;
+    OfxPropertySetHandle inArgs_ = nullptr;
+    OfxPropertySetHandle outArgs_ = nullptr;
+    const OfxImageEffectSuiteV1* imageEffectSuite_ = nullptr;
+    const OfxPropertySuiteV1* propertySuite_ = nullptr;
+    const OfxParameterSuiteV1* parameterSuite_ = nullptr;
+    const OfxMemorySuiteV1* memorySuite_ = nullptr;
+    const OfxMultiThreadSuiteV1* multiThreadSuite_ = nullptr;
+    // Version 2 where the host has it, else version 1; both start with the
+    // same message function.
+    const OfxMessageSuiteV1* messageSuite_ = nullptr;
+    const OfxMessageSuiteV2* messageSuite2_ = nullptr;
+    const OfxInteractSuiteV1* interactSuite_ = nullptr;
+    const OfxProgressSuiteV1* progressSuite_ = nullptr;
+    const OfxImageEffectOpenGLRenderSuiteV1* openGLSuite_ = nullptr;
+    std::uint32_t hostQuirk_ = 0;
+    const ParameterIdentifier* parameterIdentifiers_ = nullptr;
+};
+
+// Posts `text` through whatever message suite `host` offers, for failures
+// that happen before or after an effect object is bound. Returns false when
+// the host has no message suite.
+bool postHostMessage(const OfxHost* host, OfxImageEffectHandle effect, const char* type,
+                     const char* text);
+
+} // namespace OFX
+} // namespace Host
+} // namespace VX

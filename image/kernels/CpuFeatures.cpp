@@ -1,0 +1,80 @@
+#include "image/kernels/CpuFeatures.h"
+
+namespace VX {
+namespace Image {
+
+namespace {
+
+const char* const kFeatureNames[kCpuFeatureCount] = {
+    "MMX",   "Enhanced MMX", "CMOV",   "3DNow!", "Enhanced 3DNow!", "SSE", "SSE2", "SSE3", "SSSE3",
+    "SSE4a", "SSE4_1",       "SSE4_2", "POPCNT", "LZCNT",           "AES", "FMA3", "FMA4", "F16C",
+    "CLMUL", "XOP",          "AVX",    "AVX2",
+};
+
+constexpr bool bit(std::uint32_t word, int n) {
+    return ((word >> n) & 1u) != 0;
+}
+
+} // namespace
+
+const char* cpuFeatureName(int index) {
+    return index >= 0 && index < kCpuFeatureCount ? kFeatureNames[index] : nullptr;
+}
+
+std::uint32_t decodeCpuFeatures(CpuIdFunction cpuid) {
+    const std::uint32_t maxLeaf = cpuid(0, 0).eax;
+    if (maxLeaf == 0)
+        return 0;
+
+    std::uint32_t features = kCpuBaseFeatures;
+    const CpuIdRegisters leaf1 = cpuid(1, 0);
+    const std::uint32_t ecx = leaf1.ecx;
+    if (bit(ecx, 0))
+        features |= kCpuSSE3;
+    if (bit(ecx, 1))
+        features |= kCpuCLMUL;
+    if (bit(ecx, 9))
+        features |= kCpuSSSE3;
+    if (bit(ecx, 12))
+        features |= kCpuFMA3;
+    if (bit(ecx, 19))
+        features |= kCpuSSE4_1;
+    if (bit(ecx, 20))
+        features |= kCpuSSE4_2;
+    if (bit(ecx, 23))
+        features |= kCpuPOPCNT;
+    if (bit(ecx, 25))
+        features |= kCpuAES;
+    if (bit(ecx, 29))
+        features |= kCpuF16C;
+    // AVX needs the instruction set and the system's saving of its registers.
+    const bool avx = bit(ecx, 27) && bit(ecx, 28);
+    if (avx)
+        features |= kCpuAVX;
+    if (avx && maxLeaf >= 7 && bit(cpuid(7, 0).ebx, 5))
+        features |= kCpuAVX2;
+
+    if (cpuid(0x80000000u, 0).eax >= 0x80000001u) {
+        const CpuIdRegisters ext = cpuid(0x80000001u, 0);
+        if (bit(ext.edx, 31))
+            features |= kCpu3DNow;
+        if (bit(ext.edx, 30))
+            features |= kCpu3DNowExt;
+        if (bit(ext.ecx, 5))
+            features |= kCpuLZCNT;
+        if (bit(ext.ecx, 6))
+            features |= kCpuSSE4a;
+        if (bit(ext.ecx, 11))
+            features |= kCpuXOP;
+        if (bit(ext.ecx, 16))
+            features |= kCpuFMA4;
+    }
+    return features;
+}
+
+std::uint32_t cpuFeatures() {
+    return decodeCpuFeatures(&processorCpuId);
+}
+
+} // namespace Image
+} // namespace VX

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <cstdint>
+
+namespace VX {
+namespace Image {
+
+// Instruction-set features of the processor, one bit each.
+enum CpuFeature : std::uint32_t {
+    kCpuMMX = 0x1,
+    kCpuMMXExt = 0x2,
+    kCpuCMOV = 0x4,
+    kCpu3DNow = 0x8,
+    kCpu3DNowExt = 0x10,
+    kCpuSSE = 0x20,
+    kCpuSSE2 = 0x40,
+    kCpuSSE3 = 0x80,
+    kCpuSSSE3 = 0x100,
+    kCpuSSE4a = 0x200,
+    kCpuSSE4_1 = 0x400,
+    kCpuSSE4_2 = 0x800,
+    kCpuPOPCNT = 0x1000,
+    kCpuLZCNT = 0x2000,
+    kCpuAES = 0x4000,
+    kCpuFMA3 = 0x8000,
+    kCpuFMA4 = 0x10000,
+    kCpuF16C = 0x20000,
+    kCpuCLMUL = 0x40000,
+    kCpuXOP = 0x80000,
+    kCpuAVX = 0x100000,
+    kCpuAVX2 = 0x200000,
+};
+
+constexpr int kCpuFeatureCount = 22;
+
+// Every x86-64 processor has these; they are never asked for.
+constexpr std::uint32_t kCpuBaseFeatures = kCpuMMX | kCpuMMXExt | kCpuCMOV | kCpuSSE | kCpuSSE2;
+
+// The name of feature bit `bit` (0 to 21), or null.
+const char* cpuFeatureName(int bit);
+
+// The four registers of one CPUID answer.
+struct CpuIdRegisters {
+    std::uint32_t eax, ebx, ecx, edx;
+};
+
+// Answers CPUID for a leaf and sub-leaf.
+using CpuIdFunction = CpuIdRegisters (*)(std::uint32_t leaf, std::uint32_t subLeaf);
+
+// The processor's own CPUID (zeros on processors without one).
+CpuIdRegisters processorCpuId(std::uint32_t leaf, std::uint32_t subLeaf);
+
+// Decodes the feature set from the answers of `cpuid`. Leaves beyond what the
+// processor reports are never read; a processor that reports no standard
+// leaves gives 0.
+std::uint32_t decodeCpuFeatures(CpuIdFunction cpuid);
+
+// The features of this processor, asked afresh at every call.
+std::uint32_t cpuFeatures();
+
+} // namespace Image
+} // namespace VX

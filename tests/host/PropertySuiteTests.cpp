@@ -1,0 +1,382 @@
+// The property suite as a plug-in sees it: through the C function table.
+
+#include "Host.h"
+#include "PropertySchema.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+
+namespace {
+
+using ofxhost::Host;
+using ofxhost::PropertyDef;
+using ofxhost::PropertySet;
+
+const OfxPropertySuiteV1& suite() {
+    return *Host::suites().property;
+}
+
+// One value type of the suite: how to set, get and compare it.
+struct TypeCase {
+    const char* name;
+    ofxhost::PropType type;
+    // Sets index i of `prop` to the i-th test value.
+    OfxStatus (*setAt)(OfxPropertySetHandle, const char*, int index);
+    // Whether index i holds the i-th test value.
+    bool (*holds)(OfxPropertySetHandle, const char*, int index);
+    // Sets/gets the first n test values with the N functions.
+    OfxStatus (*setN)(OfxPropertySetHandle, const char*, int n);
+    bool (*holdsN)(OfxPropertySetHandle, const char*, int n);
+    // A call of another type's setter on this property.
+    OfxStatus (*wrongSet)(OfxPropertySetHandle, const char*);
+    OfxStatus (*wrongGet)(OfxPropertySetHandle, const char*);
+};
+
+int intValue(int i) {
+    return 100 + i * 7;
+}
+double doubleValue(int i) {
+    return 0.25 + i;
+}
+std::string stringValue(int i) {
+    return "value" + std::to_string(i);
+}
+void* pointerValue(int i) {
+    return reinterpret_cast<void*>(static_cast<std::uintptr_t>(0x1000 + i));
+}
+
+const TypeCase kTypes[] = {
+    {"int", ofxhost::PropType::Int,
+     [](OfxPropertySetHandle h, const char* p, int i) {
+         return suite().propSetInt(h, p, i, intValue(i));
+     },
+     [](OfxPropertySetHandle h, const char* p, int i) {
+         int v = 0;
+         return suite().propGetInt(h, p, i, &v) == kOfxStatOK && v == intValue(i);
+     },
+     [](OfxPropertySetHandle h, const char* p, int n) {
+         int v[4] = {intValue(0), intValue(1), intValue(2), intValue(3)};
+         return suite().propSetIntN(h, p, n, v);
+     },
+     [](OfxPropertySetHandle h, const char* p, int n) {
+         int v[4] = {};
+         if (suite().propGetIntN(h, p, n, v) != kOfxStatOK) {
+             return false;
+         }
+         for (int i = 0; i < n; ++i) {
+             if (v[i] != intValue(i)) {
+                 return false;
+             }
+         }
+         return true;
+     },
+     [](OfxPropertySetHandle h, const char* p) { return suite().propSetDouble(h, p, 0, 1.0); },
+     [](OfxPropertySetHandle h, const char* p) {
+         char* s = nullptr;
+         return suite().propGetString(h, p, 0, &s);
+     }},
+    {"double", ofxhost::PropType::Double,
+     [](OfxPropertySetHandle h, const char* p, int i) {
+         return suite().propSetDouble(h, p, i, doubleValue(i));
+     },
+     [](OfxPropertySetHandle h, const char* p, int i) {
+         double v = 0;
+         return suite().propGetDouble(h, p, i, &v) == kOfxStatOK && v == doubleValue(i);
+     },
+     [](OfxPropertySetHandle h, const char* p, int n) {
+         double v[4] = {doubleValue(0), doubleValue(1), doubleValue(2), doubleValue(3)};
+         return suite().propSetDoubleN(h, p, n, v);
+     },
+     [](OfxPropertySetHandle h, const char* p, int n) {
+         double v[4] = {};
+         if (suite().propGetDoubleN(h, p, n, v) != kOfxStatOK) {
+             return false;
+         }
+         for (int i = 0; i < n; ++i) {
+             if (v[i] != doubleValue(i)) {
+                 return false;
+             }
+         }
+         return true;
+     },
+     [](OfxPropertySetHandle h, const char* p) { return suite().propSetInt(h, p, 0, 1); },
+     [](OfxPropertySetHandle h, const char* p) {
+         void* v = nullptr;
+         return suite().propGetPointer(h, p, 0, &v);
+     }},
+    {"string", ofxhost::PropType::String,
+     [](OfxPropertySetHandle h, const char* p, int i) {
+         return suite().propSetString(h, p, i, stringValue(i).c_str());
+     },
+     [](OfxPropertySetHandle h, const char* p, int i) {
+         char* v = nullptr;
+         return suite().propGetString(h, p, i, &v) == kOfxStatOK && v != nullptr &&
+                stringValue(i) == v;
+     },
+     [](OfxPropertySetHandle h, const char* p, int n) {
+         const std::string s[4] = {stringValue(0), stringValue(1), stringValue(2), stringValue(3)};
+         const char* v[4] = {s[0].c_str(), s[1].c_str(), s[2].c_str(), s[3].c_str()};
+         return suite().propSetStringN(h, p, n, v);
+     },
+     [](OfxPropertySetHandle h, const char* p, int n) {
+         char* v[4] = {};
+         if (suite().propGetStringN(h, p, n, v) != kOfxStatOK) {
+             return false;
+         }
+         for (int i = 0; i < n; ++i) {
+             if (v[i] == nullptr || stringValue(i) != v[i]) {
+                 return false;
+             }
+         }
+         return true;
+     },
+     [](OfxPropertySetHandle h, const char* p) { return suite().propSetPointer(h, p, 0, nullptr); },
+     [](OfxPropertySetHandle h, const char* p) {
+         int v = 0;
+         return suite().propGetInt(h, p, 0, &v);
+     }},
+    {"pointer", ofxhost::PropType::Pointer,
+     [](OfxPropertySetHandle h, const char* p, int i) {
+         return suite().propSetPointer(h, p, i, pointerValue(i));
+     },
+     [](OfxPropertySetHandle h, const char* p, int i) {
+         void* v = nullptr;
+         return suite().propGetPointer(h, p, i, &v) == kOfxStatOK && v == pointerValue(i);
+     },
+     [](OfxPropertySetHandle h, const char* p, int n) {
+         void* v[4] = {pointerValue(0), pointerValue(1), pointerValue(2), pointerValue(3)};
+         return suite().propSetPointerN(h, p, n, v);
+     },
+     [](OfxPropertySetHandle h, const char* p, int n) {
+         void* v[4] = {};
+         if (suite().propGetPointerN(h, p, n, v) != kOfxStatOK) {
+             return false;
+         }
+         for (int i = 0; i < n; ++i) {
+             if (v[i] != pointerValue(i)) {
+                 return false;
+             }
+         }
+         return true;
+     },
+     [](OfxPropertySetHandle h, const char* p) { return suite().propSetString(h, p, 0, "x"); },
+     [](OfxPropertySetHandle h, const char* p) {
+         double v = 0;
+         return suite().propGetDouble(h, p, 0, &v);
+     }},
+};
+
+PropertyDef defOf(ofxhost::PropType type, const std::string& name, int dimension) {
+    PropertyDef def;
+    def.name = name;
+    def.type = type;
+    def.dimension = dimension;
+    return def;
+}
+
+class PropertyTypes : public ::testing::TestWithParam<TypeCase> {
+protected:
+    PropertyTypes() : set_(ofxhost::Schema{"test", {}}, &host_) {
+        const TypeCase& t = GetParam();
+        PropertyDef fixed = defOf(t.type, "fixed3", 3);
+        if (t.type == ofxhost::PropType::Int) {
+            fixed.ints = {7, 8, 9};
+        } else if (t.type == ofxhost::PropType::Double) {
+            fixed.doubles = {0.5, 1.5, 2.5};
+        } else if (t.type == ofxhost::PropType::String) {
+            fixed.strings = {"a", "b", "c"};
+        }
+        set_.define(fixed);
+        set_.define(defOf(t.type, "variable", 0));
+    }
+
+    OfxPropertySetHandle handle() const { return set_.handle(); }
+
+    Host host_;
+    PropertySet set_;
+};
+
+TEST_P(PropertyTypes, SetAndGetEachIndexOfFixedDimension) {
+    const TypeCase& t = GetParam();
+    for (int i = 0; i < 3; ++i) {
+        ASSERT_EQ(t.setAt(handle(), "fixed3", i), kOfxStatOK) << i;
+    }
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_TRUE(t.holds(handle(), "fixed3", i)) << i;
+    }
+    int dim = -1;
+    EXPECT_EQ(suite().propGetDimension(handle(), "fixed3", &dim), kOfxStatOK);
+    EXPECT_EQ(dim, 3);
+}
+
+TEST_P(PropertyTypes, FixedDimensionRefusesIndexPastEnd) {
+    const TypeCase& t = GetParam();
+    EXPECT_EQ(t.setAt(handle(), "fixed3", 3), kOfxStatErrBadIndex);
+    EXPECT_EQ(t.setAt(handle(), "fixed3", -1), kOfxStatErrBadIndex);
+    EXPECT_FALSE(t.holds(handle(), "fixed3", 3));
+    EXPECT_EQ(t.setN(handle(), "fixed3", 4), kOfxStatErrBadIndex);
+}
+
+TEST_P(PropertyTypes, VariableDimensionGrowsOnlyByAppending) {
+    const TypeCase& t = GetParam();
+    EXPECT_EQ(t.setAt(handle(), "variable", 1), kOfxStatErrBadIndex);
+    EXPECT_EQ(t.setAt(handle(), "variable", 0), kOfxStatOK);
+    EXPECT_EQ(t.setAt(handle(), "variable", 1), kOfxStatOK);
+    EXPECT_EQ(t.setAt(handle(), "variable", 3), kOfxStatErrBadIndex);
+    int dim = -1;
+    EXPECT_EQ(suite().propGetDimension(handle(), "variable", &dim), kOfxStatOK);
+    EXPECT_EQ(dim, 2);
+    EXPECT_TRUE(t.holds(handle(), "variable", 0));
+    EXPECT_TRUE(t.holds(handle(), "variable", 1));
+}
+
+TEST_P(PropertyTypes, SetNReplacesVariableValueAndGetNReadsIt) {
+    const TypeCase& t = GetParam();
+    ASSERT_EQ(t.setN(handle(), "variable", 4), kOfxStatOK);
+    EXPECT_TRUE(t.holdsN(handle(), "variable", 4));
+    ASSERT_EQ(t.setN(handle(), "variable", 2), kOfxStatOK);
+    int dim = -1;
+    suite().propGetDimension(handle(), "variable", &dim);
+    EXPECT_EQ(dim, 2);
+    EXPECT_TRUE(t.holdsN(handle(), "variable", 2));
+    EXPECT_FALSE(t.holdsN(handle(), "variable", 3)) << "GetN past the dimension must fail";
+}
+
+TEST_P(PropertyTypes, ResetRestoresDefaults) {
+    const TypeCase& t = GetParam();
+    ASSERT_EQ(t.setN(handle(), "fixed3", 3), kOfxStatOK);
+    ASSERT_EQ(t.setN(handle(), "variable", 3), kOfxStatOK);
+    EXPECT_EQ(suite().propReset(handle(), "fixed3"), kOfxStatOK);
+    EXPECT_EQ(suite().propReset(handle(), "variable"), kOfxStatOK);
+    EXPECT_FALSE(t.holds(handle(), "fixed3", 0));
+    int dim = -1;
+    suite().propGetDimension(handle(), "variable", &dim);
+    EXPECT_EQ(dim, 0);
+    suite().propGetDimension(handle(), "fixed3", &dim);
+    EXPECT_EQ(dim, 3);
+    switch (t.type) {
+    case ofxhost::PropType::Int:
+        EXPECT_EQ(set_.getInts("fixed3"), (std::vector<int>{7, 8, 9}));
+        break;
+    case ofxhost::PropType::Double:
+        EXPECT_EQ(set_.getDoubles("fixed3"), (std::vector<double>{0.5, 1.5, 2.5}));
+        break;
+    case ofxhost::PropType::String:
+        EXPECT_EQ(set_.getStrings("fixed3"), (std::vector<std::string>{"a", "b", "c"}));
+        break;
+    case ofxhost::PropType::Pointer:
+        EXPECT_EQ(set_.getPointers("fixed3"), (std::vector<void*>{nullptr, nullptr, nullptr}));
+        break;
+    }
+}
+
+TEST_P(PropertyTypes, WrongTypeIsErrValue) {
+    const TypeCase& t = GetParam();
+    EXPECT_EQ(t.wrongSet(handle(), "fixed3"), kOfxStatErrValue);
+    EXPECT_EQ(t.wrongGet(handle(), "fixed3"), kOfxStatErrValue);
+}
+
+TEST_P(PropertyTypes, UnknownPropertyOfFixedSchemaIsErrUnknown) {
+    const TypeCase& t = GetParam();
+    EXPECT_EQ(t.setAt(handle(), "noSuchProperty", 0), kOfxStatErrUnknown);
+    EXPECT_EQ(t.setN(handle(), "noSuchProperty", 1), kOfxStatErrUnknown);
+    EXPECT_FALSE(t.holds(handle(), "noSuchProperty", 0));
+    EXPECT_FALSE(set_.has("noSuchProperty"));
+}
+
+TEST_P(PropertyTypes, OpenSetCreatesPropertyOnFirstSet) {
+    const TypeCase& t = GetParam();
+    PropertySet args("args", &host_);
+    EXPECT_FALSE(t.holds(args.handle(), "made", 0));
+    ASSERT_EQ(t.setAt(args.handle(), "made", 0), kOfxStatOK);
+    EXPECT_TRUE(t.holds(args.handle(), "made", 0));
+    EXPECT_EQ(args.type("made"), t.type);
+    EXPECT_EQ(t.wrongSet(args.handle(), "made"), kOfxStatErrValue);
+}
+
+TEST_P(PropertyTypes, BadHandlesAreRefused) {
+    const TypeCase& t = GetParam();
+    EXPECT_EQ(t.setAt(nullptr, "fixed3", 0), kOfxStatErrBadHandle);
+    int notASet = 0;
+    auto* garbage = reinterpret_cast<OfxPropertySetHandle>(&notASet);
+    EXPECT_EQ(t.setAt(garbage, "fixed3", 0), kOfxStatErrBadHandle);
+    EXPECT_EQ(t.setN(garbage, "fixed3", 1), kOfxStatErrBadHandle);
+    // The address of a set that no longer exists, kept as a number so the
+    // compiler does not see a use of freed memory: the suite must not use it.
+    auto gone = std::make_unique<PropertySet>("gone", &host_);
+    volatile std::uintptr_t staleAddress = reinterpret_cast<std::uintptr_t>(gone->handle());
+    gone.reset();
+    const auto stale = reinterpret_cast<OfxPropertySetHandle>(staleAddress);
+    EXPECT_EQ(t.setAt(stale, "fixed3", 0), kOfxStatErrBadHandle);
+}
+
+INSTANTIATE_TEST_SUITE_P(AllTypes, PropertyTypes, ::testing::ValuesIn(kTypes),
+                         [](const ::testing::TestParamInfo<TypeCase>& typeCase) {
+                             return std::string(typeCase.param.name);
+                         });
+
+TEST(PropertySuite, ResetAndDimensionOfUnknownOrBadHandle) {
+    Host host;
+    PropertySet set(ofxhost::schema::clipDescriptor(), &host);
+    int dim = 0;
+    EXPECT_EQ(suite().propReset(set.handle(), "nope"), kOfxStatErrUnknown);
+    EXPECT_EQ(suite().propGetDimension(set.handle(), "nope", &dim), kOfxStatErrUnknown);
+    EXPECT_EQ(suite().propReset(nullptr, kOfxPropLabel), kOfxStatErrBadHandle);
+    EXPECT_EQ(suite().propGetDimension(nullptr, kOfxPropLabel, &dim), kOfxStatErrBadHandle);
+    EXPECT_EQ(suite().propGetDimension(set.handle(), nullptr, &dim), kOfxStatErrUnknown);
+}
+
+TEST(PropertySuite, StringsStayValidWhileTheirValueDoes) {
+    Host host;
+    PropertySet set("strings", &host);
+    ASSERT_EQ(suite().propSetString(set.handle(), "s", 0, "first"), kOfxStatOK);
+    char* first = nullptr;
+    ASSERT_EQ(suite().propGetString(set.handle(), "s", 0, &first), kOfxStatOK);
+    // Growing the property must not move the first value.
+    for (int i = 1; i < 64; ++i) {
+        ASSERT_EQ(suite().propSetString(set.handle(), "s", i, "more"), kOfxStatOK);
+    }
+    EXPECT_STREQ(first, "first");
+}
+
+TEST(PropertySuite, NullValuesAreErrValue) {
+    Host host;
+    PropertySet set("nulls", &host);
+    EXPECT_EQ(suite().propSetString(set.handle(), "s", 0, nullptr), kOfxStatErrValue);
+    const char* values[] = {"a", nullptr};
+    EXPECT_EQ(suite().propSetStringN(set.handle(), "s", 2, values), kOfxStatErrValue);
+    set.setInt("i", 3);
+    EXPECT_EQ(suite().propGetInt(set.handle(), "i", 0, nullptr), kOfxStatErrValue);
+    EXPECT_EQ(suite().propGetIntN(set.handle(), "i", 1, nullptr), kOfxStatErrValue);
+}
+
+TEST(PropertySuite, HostPropertiesFollowConfig) {
+    ofxhost::HostConfig cfg;
+    cfg.name = "DaVinciResolve";
+    cfg.openGLRenderSupported = "needed";
+    int marker = 0;
+    cfg.hostOSHandle = &marker;
+    Host host(cfg);
+    const OfxPropertySetHandle h = host.ofxHost()->host;
+    char* s = nullptr;
+    ASSERT_EQ(suite().propGetString(h, kOfxPropName, 0, &s), kOfxStatOK);
+    EXPECT_STREQ(s, "DaVinciResolve");
+    ASSERT_EQ(suite().propGetString(h, kOfxImageEffectPropOpenGLRenderSupported, 0, &s),
+              kOfxStatOK);
+    EXPECT_STREQ(s, "needed");
+    void* p = nullptr;
+    ASSERT_EQ(suite().propGetPointer(h, kOfxPropHostOSHandle, 0, &p), kOfxStatOK);
+    EXPECT_EQ(p, &marker);
+    int api[2] = {};
+    ASSERT_EQ(suite().propGetIntN(h, kOfxPropAPIVersion, 2, api), kOfxStatOK);
+    EXPECT_EQ(api[0], 1);
+    EXPECT_EQ(api[1], 4);
+    EXPECT_EQ(
+        host.properties().getStrings(kOfxImageEffectPropSupportedContexts),
+        (std::vector<std::string>{kOfxImageEffectContextFilter, kOfxImageEffectContextGeneral}));
+    EXPECT_EQ(suite().propSetInt(h, "OfxNotAHostProperty", 0, 1), kOfxStatErrUnknown);
+}
+
+} // namespace

@@ -1,0 +1,86 @@
+// A test build of the effect that fails on request, so that every failure
+// path of the bridge can be driven through the binary interface.
+//
+// The in-arguments of an action may carry "SQTestThrow" naming what the
+// action throws; "SQTestThrowInBind" makes the binding itself throw. The
+// purge-caches action shows the effect's about text.
+#include "effect/QuirkPluginOFX.h"
+#include "host/ofx/PluginEntry.h"
+#include "image/Exceptions.h"
+
+#include "ofx/ofxImageEffect.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <stdexcept>
+#include <string>
+
+namespace {
+
+using VX::Host::OFX::Error;
+
+class TestEffect : public VX::QuirkPluginOFX {
+public:
+    OfxStatus load() override {
+        throwAsAsked("SQTestThrow");
+        return kOfxStatOK;
+    }
+    OfxStatus purgeCaches() override {
+        throwAsAsked("SQTestThrow");
+        showAbout();
+        return kOfxStatOK;
+    }
+    // The binding asks these two before it fetches the OpenGL suite.
+    bool supportsOpenGLRender() const override { return true; }
+    bool openGLRenderEnabled() const override {
+        throwAsAsked("SQTestThrowInBind");
+        return false;
+    }
+
+private:
+    void throwAsAsked(const char* property) const {
+        char* kind = nullptr;
+        if (inArgs() == nullptr ||
+            propertySuite()->propGetString(inArgs(), property, 0, &kind) != kOfxStatOK ||
+            kind == nullptr)
+            return;
+        if (std::strncmp(kind, "error:", 6) == 0)
+            throw Error{std::atoi(kind + 6)};
+        if (std::strcmp(kind, "bad_alloc") == 0)
+            throw std::bad_alloc();
+        if (std::strcmp(kind, "string") == 0)
+            throw std::string("a thrown text");
+        if (std::strcmp(kind, "std") == 0)
+            throw std::runtime_error("a standard failure");
+        if (std::strcmp(kind, "vx") == 0)
+            throw VX::Exception("a framework failure");
+        if (std::strcmp(kind, "interrupted") == 0)
+            throw VX::Interrupted{};
+        if (std::strcmp(kind, "int") == 0)
+            throw 42;
+    }
+};
+
+void setHost(OfxHost* host) {
+    VX::Host::OFX::setStoredHost(host);
+}
+
+OfxStatus pluginMain(const char* action, const void* handle, OfxPropertySetHandle inArgs,
+                     OfxPropertySetHandle outArgs) {
+    return VX::Host::OFX::mainEntry<TestEffect>(action, handle, inArgs, outArgs,
+                                                TestEffect::parameterIdentifierTable());
+}
+
+OfxPlugin gPlugin = {
+    kOfxImageEffectPluginApi, 1, "com.veltrix.test.FailingQuirk", 1, 0, &setHost, &pluginMain,
+};
+
+} // namespace
+
+OfxExport int OfxGetNumberOfPlugins(void) {
+    return 1;
+}
+OfxExport OfxPlugin* OfxGetPlugin(int /*nth*/) {
+    return &gPlugin;
+}

@@ -1,0 +1,348 @@
+#include "Host.h"
+
+#include "Plugin.h"
+#include "PropertySchema.h"
+#include "Suites.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <thread>
+
+namespace ofxhost {
+
+namespace {
+
+thread_local Host* tlsCurrent = nullptr;
+
+struct LiveHosts {
+    std::mutex mutex;
+    std::vector<Host*> hosts;
+};
+
+LiveHosts& liveHosts() {
+    static LiveHosts* instance = new LiveHosts;
+    return *instance;
+}
+
+const void* fetchSuiteEntry(OfxPropertySetHandle hostHandle, const char* name, int version) {
+    PropertySet* set = PropertySet::fromHandle(hostHandle);
+    if (set == nullptr || set->owner() == nullptr || &set->owner()->properties() != set) {
+        return nullptr;
+    }
+    return set->owner()->fetchSuite(name, version);
+}
+
+} // namespace
+
+std::string statusName(OfxStatus status) {
+    switch (status) {
+    case kOfxStatOK:
+        return "kOfxStatOK";
+    case kOfxStatFailed:
+        return "kOfxStatFailed";
+    case kOfxStatErrFatal:
+        return "kOfxStatErrFatal";
+    case kOfxStatErrUnknown:
+        return "kOfxStatErrUnknown";
+    case kOfxStatErrMissingHostFeature:
+        return "kOfxStatErrMissingHostFeature";
+    case kOfxStatErrUnsupported:
+        return "kOfxStatErrUnsupported";
+    case kOfxStatErrExists:
+        return "kOfxStatErrExists";
+    case kOfxStatErrFormat:
+        return "kOfxStatErrFormat";
+    case kOfxStatErrMemory:
+        return "kOfxStatErrMemory";
+    case kOfxStatErrBadHandle:
+        return "kOfxStatErrBadHandle";
+    case kOfxStatErrBadIndex:
+        return "kOfxStatErrBadIndex";
+    case kOfxStatErrValue:
+        return "kOfxStatErrValue";
+    case kOfxStatReplyYes:
+        return "kOfxStatReplyYes";
+    case kOfxStatReplyNo:
+        return "kOfxStatReplyNo";
+    case kOfxStatReplyDefault:
+        return "kOfxStatReplyDefault";
+    case kOfxStatErrImageFormat:
+        return "kOfxStatErrImageFormat";
+    case kOfxStatGPUOutOfMemory:
+        return "kOfxStatGPUOutOfMemory";
+    case kOfxStatGPURenderFailed:
+        return "kOfxStatGPURenderFailed";
+    default:
+        return "status " + std::to_string(status);
+    }
+}
+
+Host::Host(HostConfig config) : config_(std::move(config)) {
+    properties_ = std::make_unique<PropertySet>(schema::imageEffectHost(), this);
+    fillProperties();
+    ofxHost_.host = properties_->handle();
+    ofxHost_.fetchSuite = &fetchSuiteEntry;
+    for (const auto& failure : config_.failures) {
+        failures_[failure.first] = failure.second;
+    }
+    LiveHosts& live = liveHosts();
+    std::lock_guard<std::mutex> lock(live.mutex);
+    live.hosts.push_back(this);
+}
+
+Host::~Host() {
+    // Plug-ins still loaded with this host get their unload now, while the
+    // host can still serve their calls.
+    std::set<Plugin*> plugins;
+    {
+        std::lock_guard<std::mutex> lock(resourceMutex_);
+        plugins = plugins_;
+    }
+    for (Plugin* plugin : plugins) {
+        plugin->detachHost();
+    }
+    {
+        LiveHosts& live = liveHosts();
+        std::lock_guard<std::mutex> lock(live.mutex);
+        live.hosts.erase(std::remove(live.hosts.begin(), live.hosts.end(), this), live.hosts.end());
+    }
+    if (tlsCurrent == this) {
+        tlsCurrent = nullptr;
+    }
+    std::lock_guard<std::mutex> lock(resourceMutex_);
+    for (auto& block : blocks_) {
+        handles::remove(block.first);
+        std::free(block.first);
+    }
+    for (void* mutex : mutexes_) {
+        detail::destroyMutex(mutex);
+    }
+}
+
+void Host::fillProperties() {
+    PropertySet& p = *properties_;
+    p.setString(kOfxPropName, config_.name);
+    p.setString(kOfxPropLabel, config_.label);
+    p.setInts(kOfxPropAPIVersion, config_.apiVersion);
+    p.setInts(kOfxPropVersion, config_.version);
+    p.setString(kOfxPropVersionLabel, config_.versionLabel);
+    p.setInt(kOfxImageEffectHostPropIsBackground, config_.background ? 1 : 0);
+    p.setInt(kOfxImageEffectPropSupportsOverlays, config_.overlays ? 1 : 0);
+    p.setInt(kOfxImageEffectPropSupportsMultiResolution, config_.multiResolution ? 1 : 0);
+    p.setInt(kOfxImageEffectPropSupportsTiles, config_.tiles ? 1 : 0);
+    p.setInt(kOfxImageEffectPropTemporalClipAccess, config_.temporalClipAccess ? 1 : 0);
+    p.setStrings(kOfxImageEffectPropSupportedComponents, config_.components);
+    p.setStrings(kOfxImageEffectPropSupportedContexts, config_.contexts);
+    p.setStrings(kOfxImageEffectPropSupportedPixelDepths, config_.pixelDepths);
+    p.setInt(kOfxImageEffectPropSupportsMultipleClipDepths, config_.multipleClipDepths ? 1 : 0);
+    p.setInt(kOfxImageEffectPropSupportsMultipleClipPARs, config_.multipleClipPARs ? 1 : 0);
+    p.setInt(kOfxImageEffectPropSetableFrameRate, config_.setableFrameRate ? 1 : 0);
+    p.setInt(kOfxImageEffectPropSetableFielding, config_.setableFielding ? 1 : 0);
+    p.setInt(kOfxParamHostPropMaxParameters, config_.maxParameters);
+    p.setInt(kOfxParamHostPropMaxPages, config_.maxPages);
+    p.setPointer(kOfxPropHostOSHandle, config_.hostOSHandle);
+    p.setString(kOfxImageEffectPropOpenGLRenderSupported, config_.openGLRenderSupported);
+}
+
+const void* Host::fetchSuite(const char* name, int version) {
+    const std::string suite = name ? name : "";
+    const void* table = nullptr;
+    if (name != nullptr && config_.offers(suite, version)) {
+        table = detail::findSuite(suite, version);
+    }
+    std::lock_guard<std::mutex> lock(recordMutex_);
+    suiteRequests_.push_back({suite, version, table != nullptr});
+    return table;
+}
+
+const SuiteTable& Host::suites() {
+    static const SuiteTable table{
+        detail::propertySuite(),  detail::imageEffectSuite(), detail::parameterSuite(),
+        detail::memorySuite(),    detail::multiThreadSuite(), detail::messageSuiteV1(),
+        detail::messageSuiteV2(), detail::progressSuiteV1(),  detail::progressSuiteV2(),
+        detail::interactSuite(),  detail::openGLSuite(),
+    };
+    return table;
+}
+
+std::vector<MessageRecord> Host::messages() const {
+    std::lock_guard<std::mutex> lock(recordMutex_);
+    return messages_;
+}
+
+std::vector<ProgressRecord> Host::progress() const {
+    std::lock_guard<std::mutex> lock(recordMutex_);
+    return progress_;
+}
+
+std::vector<SuiteRequest> Host::suiteRequests() const {
+    std::lock_guard<std::mutex> lock(recordMutex_);
+    return suiteRequests_;
+}
+
+std::vector<ActionRecord> Host::actions() const {
+    std::lock_guard<std::mutex> lock(recordMutex_);
+    return actions_;
+}
+
+void Host::clearRecords() {
+    std::lock_guard<std::mutex> lock(recordMutex_);
+    messages_.clear();
+    progress_.clear();
+    suiteRequests_.clear();
+    actions_.clear();
+    progressUpdates_.clear();
+}
+
+void Host::injectFailure(const std::string& call, OfxStatus status) {
+    std::lock_guard<std::mutex> lock(recordMutex_);
+    failures_[call] = status;
+}
+
+void Host::clearFailures() {
+    std::lock_guard<std::mutex> lock(recordMutex_);
+    failures_.clear();
+}
+
+std::optional<OfxStatus> Host::injectedFailure(std::string_view call) const {
+    std::lock_guard<std::mutex> lock(recordMutex_);
+    if (failures_.empty()) {
+        return std::nullopt;
+    }
+    const auto it = failures_.find(call);
+    if (it == failures_.end()) {
+        return std::nullopt;
+    }
+    return it->second;
+}
+
+unsigned int Host::cpuCount() const {
+    if (config_.cpuCount > 0) {
+        return config_.cpuCount;
+    }
+    const unsigned int n = std::thread::hardware_concurrency();
+    return n > 0 ? n : 1;
+}
+
+std::size_t Host::liveAllocations() const {
+    std::lock_guard<std::mutex> lock(resourceMutex_);
+    return blocks_.size();
+}
+
+std::size_t Host::liveMutexes() const {
+    std::lock_guard<std::mutex> lock(resourceMutex_);
+    return mutexes_.size();
+}
+
+Host* Host::current() {
+    if (tlsCurrent != nullptr) {
+        return tlsCurrent;
+    }
+    LiveHosts& live = liveHosts();
+    std::lock_guard<std::mutex> lock(live.mutex);
+    return live.hosts.empty() ? nullptr : live.hosts.back();
+}
+
+Host::CurrentScope::CurrentScope(Host* host) : previous_(tlsCurrent) {
+    tlsCurrent = host;
+}
+
+Host::CurrentScope::~CurrentScope() {
+    tlsCurrent = previous_;
+}
+
+void Host::recordMessage(MessageRecord record) {
+    std::lock_guard<std::mutex> lock(recordMutex_);
+    messages_.push_back(std::move(record));
+}
+
+OfxStatus Host::recordProgress(ProgressRecord record) {
+    std::lock_guard<std::mutex> lock(recordMutex_);
+    switch (record.kind) {
+    case ProgressRecord::Kind::Start:
+        progressUpdates_[record.handle] = 0;
+        break;
+    case ProgressRecord::Kind::Update: {
+        int& count = progressUpdates_[record.handle];
+        const bool cancel =
+            config_.progressCancelAfter >= 0 && count >= config_.progressCancelAfter;
+        ++count;
+        record.status = cancel ? kOfxStatReplyNo : kOfxStatOK;
+        break;
+    }
+    case ProgressRecord::Kind::End:
+        progressUpdates_.erase(record.handle);
+        break;
+    }
+    progress_.push_back(record);
+    return record.status;
+}
+
+void Host::recordAction(ActionRecord record) {
+    std::lock_guard<std::mutex> lock(recordMutex_);
+    actions_.push_back(std::move(record));
+}
+
+void* Host::allocate(std::size_t bytes) {
+    if (static_cast<std::uint64_t>(bytes) > config_.maxAllocationBytes) {
+        return nullptr;
+    }
+    // A zero-byte request still gets a distinct block the plug-in can free.
+    void* block = std::malloc(bytes > 0 ? bytes : 1);
+    if (block == nullptr) {
+        return nullptr;
+    }
+    std::lock_guard<std::mutex> lock(resourceMutex_);
+    blocks_.emplace(block, bytes);
+    handles::add(block, HandleKind::Memory);
+    return block;
+}
+
+bool Host::release(void* block) {
+    {
+        std::lock_guard<std::mutex> lock(resourceMutex_);
+        if (blocks_.erase(block) == 0) {
+            return false;
+        }
+        handles::remove(block);
+    }
+    std::free(block);
+    return true;
+}
+
+Host* Host::ownerOfBlock(void* block) {
+    if (!handles::valid(block, HandleKind::Memory)) {
+        return nullptr;
+    }
+    LiveHosts& live = liveHosts();
+    std::lock_guard<std::mutex> lock(live.mutex);
+    for (Host* host : live.hosts) {
+        std::lock_guard<std::mutex> resources(host->resourceMutex_);
+        if (host->blocks_.count(block) != 0) {
+            return host;
+        }
+    }
+    return nullptr;
+}
+
+void Host::adoptMutex(void* mutex) {
+    std::lock_guard<std::mutex> lock(resourceMutex_);
+    mutexes_.insert(mutex);
+}
+
+bool Host::forgetMutex(void* mutex) {
+    std::lock_guard<std::mutex> lock(resourceMutex_);
+    return mutexes_.erase(mutex) != 0;
+}
+
+void Host::bind(Plugin* plugin) {
+    std::lock_guard<std::mutex> lock(resourceMutex_);
+    plugins_.insert(plugin);
+}
+
+void Host::unbind(Plugin* plugin) {
+    std::lock_guard<std::mutex> lock(resourceMutex_);
+    plugins_.erase(plugin);
+}
+
+} // namespace ofxhost

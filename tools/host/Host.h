@@ -1,0 +1,191 @@
+#pragma once
+
+// ofxhost: our own OpenFX host, for tests and command-line tools.
+//
+//   ofxhost::HostConfig cfg = ofxhost::hostPreset("MLT");   // or HostConfig{}
+//   cfg.removeSuite(kOfxMemorySuite);                         // a missing suite
+//   cfg.failCall("OfxImageEffectSuite.getPropertySet", kOfxStatErrMemory);
+//   ofxhost::Host host(cfg);
+//   auto lib = ofxhost::PluginLibrary::open(path);  // bundle or .ofx; throws ofxhost::Error
+//   ofxhost::Plugin& p = lib->plugin(0);
+//   p.load(host); p.describe(); p.describeInContext(kOfxImageEffectContextFilter); p.unload();
+//   p.descriptor()->properties().getString(kOfxPropLabel);
+//   p.contextDescriptor(kOfxImageEffectContextFilter)->params().find("gain")->properties();
+//   p.action("SomeAction", handle, &inArgs, &outArgs);   // ofxhost::PropertySet, open sets
+//   host.messages(); host.progress(); host.suiteRequests(); host.actions();
+//   host.suites().property->propSetInt(...);              // the C suites, for in-process tests
+//
+// Handles given to plug-ins are pointers to live host objects, checked against
+// a registry on every call: null, stale or foreign handles get
+// kOfxStatErrBadHandle. Lifetimes are independent: destroying a Host unloads
+// the plug-ins loaded with it, and destroying a PluginLibrary unloads its
+// plug-ins from their host.
+
+#include "Descriptors.h"
+#include "Error.h"
+#include "HostConfig.h"
+#include "PropertySet.h"
+
+#include "ofx/ofxCore.h"
+#include "ofx/ofxImageEffect.h"
+#include "ofx/ofxInteract.h"
+#include "ofx/ofxMemory.h"
+#include "ofx/ofxMessage.h"
+#include "ofx/ofxMultiThread.h"
+#include "ofx/ofxOpenGLRender.h"
+#include "ofx/ofxParam.h"
+#include "ofx/ofxProgress.h"
+#include "ofx/ofxProperty.h"
+
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+namespace ofxhost {
+
+class Plugin;
+
+struct MessageRecord {
+    enum class Kind { Message, Persistent, ClearPersistent };
+    Kind kind = Kind::Message;
+    int suiteVersion = 1;
+    const void* handle = nullptr;
+    std::string type;              // kOfxMessage...; empty for ClearPersistent
+    std::optional<std::string> id; // null when the plug-in passed NULL
+    std::string text;              // format expanded with its arguments
+};
+
+struct ProgressRecord {
+    enum class Kind { Start, Update, End };
+    Kind kind = Kind::Start;
+    int suiteVersion = 1;
+    const void* handle = nullptr;
+    std::string label;             // Start only
+    std::optional<std::string> id; // Start of suite V2 only
+    double value = 0.0;            // Update only
+    OfxStatus status = kOfxStatOK; // what the host answered
+};
+
+struct SuiteRequest {
+    std::string name;
+    int version = 0;
+    bool granted = false;
+};
+
+struct ActionRecord {
+    std::string plugin;
+    std::string action;
+    const void* handle = nullptr;
+    OfxStatus status = kOfxStatOK;
+};
+
+// Every suite the host implements, as the plug-in sees them.
+struct SuiteTable {
+    const OfxPropertySuiteV1* property;
+    const OfxImageEffectSuiteV1* imageEffect;
+    const OfxParameterSuiteV1* parameter;
+    const OfxMemorySuiteV1* memory;
+    const OfxMultiThreadSuiteV1* multiThread;
+    const OfxMessageSuiteV1* messageV1;
+    const OfxMessageSuiteV2* messageV2;
+    const OfxProgressSuiteV1* progressV1;
+    const OfxProgressSuiteV2* progressV2;
+    const OfxInteractSuiteV1* interact;
+    const OfxImageEffectOpenGLRenderSuiteV1* openGL;
+};
+
+// Name of an OfxStatus code, e.g. "kOfxStatErrBadHandle".
+std::string statusName(OfxStatus status);
+
+class Host {
+public:
+    explicit Host(HostConfig config = HostConfig());
+    ~Host();
+    Host(const Host&) = delete;
+    Host& operator=(const Host&) = delete;
+
+    const HostConfig& config() const { return config_; }
+    // What setHost hands the plug-in.
+    OfxHost* ofxHost() { return &ofxHost_; }
+    PropertySet& properties() { return *properties_; }
+
+    // The suite a plug-in gets for (name, version), or null when this host
+    // does not offer it. Recorded like a plug-in's request.
+    const void* fetchSuite(const char* name, int version);
+    // Every suite, offered or not, for calling them directly in tests.
+    static const SuiteTable& suites();
+
+    // --- records (copies, safe while plug-in threads are running) --------
+    std::vector<MessageRecord> messages() const;
+    std::vector<ProgressRecord> progress() const;
+    std::vector<SuiteRequest> suiteRequests() const;
+    std::vector<ActionRecord> actions() const;
+    void clearRecords();
+
+    // --- failure injection (in addition to config().failures) -------------
+    void injectFailure(const std::string& call, OfxStatus status);
+    void clearFailures();
+    std::optional<OfxStatus> injectedFailure(std::string_view call) const;
+
+    unsigned int cpuCount() const;
+    // Memory suite blocks and mutexes the plug-in has not released yet.
+    std::size_t liveAllocations() const;
+    std::size_t liveMutexes() const;
+
+    // The host serving calls that carry no handle to tell it: the host of the
+    // action being sent on this thread (or the thread that spawned it), else
+    // the most recently created live host.
+    static Host* current();
+
+    // --- used by the suites and plug-in sessions --------------------------
+    void recordMessage(MessageRecord record);
+    OfxStatus recordProgress(ProgressRecord record);
+    void recordAction(ActionRecord record);
+    void* allocate(std::size_t bytes);
+    bool release(void* block);
+    void adoptMutex(void* mutex);
+    bool forgetMutex(void* mutex);
+    static Host* ownerOfBlock(void* block);
+    void bind(Plugin* plugin);
+    void unbind(Plugin* plugin);
+
+    // Makes `host` the current one on this thread for the scope's lifetime.
+    class CurrentScope {
+    public:
+        explicit CurrentScope(Host* host);
+        ~CurrentScope();
+        CurrentScope(const CurrentScope&) = delete;
+        CurrentScope& operator=(const CurrentScope&) = delete;
+
+    private:
+        Host* previous_;
+    };
+
+private:
+    void fillProperties();
+
+    HostConfig config_;
+    std::unique_ptr<PropertySet> properties_;
+    OfxHost ofxHost_{};
+
+    mutable std::mutex recordMutex_;
+    std::vector<MessageRecord> messages_;
+    std::vector<ProgressRecord> progress_;
+    std::vector<SuiteRequest> suiteRequests_;
+    std::vector<ActionRecord> actions_;
+    std::map<const void*, int> progressUpdates_;
+    std::map<std::string, OfxStatus, std::less<>> failures_;
+
+    mutable std::mutex resourceMutex_;
+    std::unordered_map<void*, std::size_t> blocks_;
+    std::set<void*> mutexes_;
+    std::set<Plugin*> plugins_;
+};
+
+} // namespace ofxhost

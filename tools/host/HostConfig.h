@@ -1,0 +1,77 @@
+#pragma once
+
+#include "ofx/ofxCore.h"
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace ofxhost {
+
+// How a Host presents itself and behaves. A plain value: copy it, change it,
+// hand it to a Host.
+struct HostConfig {
+    // --- the host property set -------------------------------------------
+    std::string name = "org.stutterquirk.host";
+    std::string label = "Stutter Quirk test host";
+    std::vector<int> version{1, 0, 0};
+    std::string versionLabel = "1.0.0";
+    std::vector<int> apiVersion{1, 4};
+    std::vector<std::string> contexts;    // default: filter and general
+    std::vector<std::string> pixelDepths; // default: byte, short, float
+    std::vector<std::string> components;  // default: RGBA, RGB, alpha
+    bool background = true;
+    bool overlays = false;
+    bool multiResolution = true;
+    bool tiles = true;
+    bool temporalClipAccess = true;
+    bool multipleClipDepths = false;
+    bool multipleClipPARs = false;
+    bool setableFrameRate = false;
+    bool setableFielding = false;
+    int maxParameters = -1;
+    int maxPages = 0;
+    // "false", "true" or "needed"; the OpenGL suite itself is offered only
+    // when it is in `suites` (see enableOpenGL).
+    std::string openGLRenderSupported = "false";
+    void* hostOSHandle = nullptr;
+
+    // --- suites: name -> versions offered ----------------------------------
+    std::map<std::string, std::vector<int>> suites;
+
+    // --- behaviour -------------------------------------------------------
+    // What message() answers (e.g. kOfxStatReplyNo to a question).
+    OfxStatus messageReply = kOfxStatOK;
+    // progressUpdate answers kOfxStatReplyNo from update number N+1 of a
+    // progress bar on (0: at once); negative: never.
+    int progressCancelAfter = -1;
+    // multiThreadNumCPUs; 0 means the machine's hardware concurrency.
+    unsigned int cpuCount = 0;
+    // memoryAlloc refuses larger requests with kOfxStatErrMemory.
+    std::uint64_t maxAllocationBytes = std::uint64_t(1) << 34;
+    // "SuiteName.functionName" -> status that call answers instead of
+    // doing its work, e.g. {"OfxPropertySuite.propSetString", kOfxStatErrMemory}.
+    std::map<std::string, OfxStatus> failures;
+
+    HostConfig();
+
+    HostConfig& removeSuite(const std::string& suite);
+    // Offers `suite` at exactly these versions (replacing earlier ones).
+    HostConfig& offerSuite(const std::string& suite, std::vector<int> versions);
+    HostConfig& failCall(const std::string& call, OfxStatus status);
+    // Offers the OpenGL render suite and sets the host's support property.
+    HostConfig& enableOpenGL(const std::string& support = "true");
+    bool offers(const std::string& suite, int suiteVersion) const;
+
+    // Every suite the host implements, at every version.
+    static std::map<std::string, std::vector<int>> standardSuites();
+};
+
+// A configuration that presents the host as a known application: "MLT",
+// "Assimilator", "com.sonycreativesoftware.vegas", "uk.co.thefoundry.nuke",
+// "Nucoda", "DaVinciResolve" or "default". Throws ofxhost::Error for others.
+HostConfig hostPreset(const std::string& name);
+std::vector<std::string> hostPresetNames();
+
+} // namespace ofxhost

@@ -1,0 +1,43 @@
+#pragma once
+
+// Internal to the host library: the C suite tables and what they share.
+
+#include "Host.h"
+
+namespace ofxhost {
+namespace detail {
+
+const OfxPropertySuiteV1* propertySuite();
+const OfxImageEffectSuiteV1* imageEffectSuite();
+const OfxParameterSuiteV1* parameterSuite();
+const OfxMemorySuiteV1* memorySuite();
+const OfxMultiThreadSuiteV1* multiThreadSuite();
+const OfxMessageSuiteV1* messageSuiteV1();
+const OfxMessageSuiteV2* messageSuiteV2();
+const OfxProgressSuiteV1* progressSuiteV1();
+const OfxProgressSuiteV2* progressSuiteV2();
+const OfxInteractSuiteV1* interactSuite();
+const OfxImageEffectOpenGLRenderSuiteV1* openGLSuite();
+
+// The implementation of (name, version), or null when there is none.
+const void* findSuite(std::string_view name, int version);
+
+void destroyMutex(void* mutex) noexcept;
+
+// The host a call belongs to: the owner of the object behind `handle` when
+// it is one of ours, else Host::current().
+Host* hostFor(const void* handle) noexcept;
+
+} // namespace detail
+} // namespace ofxhost
+
+// Answers the status configured for `call` on `host` instead of doing the
+// work. `call` is "SuiteName.functionName".
+#define OFXHOST_INJECT(host, call)                                                                 \
+    do {                                                                                           \
+        if (::ofxhost::Host* injectHost_ = (host)) {                                               \
+            if (auto injected_ = injectHost_->injectedFailure(call)) {                             \
+                return *injected_;                                                                 \
+            }                                                                                      \
+        }                                                                                          \
+    } while (false)

@@ -1,0 +1,25 @@
+#!/usr/bin/env bash
+# Installs what building and testing need on Debian 12, as root. Packages
+# already present are not asked for again, so repeated runs are quick and
+# work offline.
+set -euo pipefail
+
+packages=(g++ cmake make binutils libgtest-dev libgmock-dev libbenchmark-dev clang-format)
+if [[ "${1:-}" == "--windows" ]]; then
+    packages+=(g++-mingw-w64-x86-64-posix wine64 wine googletest)
+fi
+
+missing=()
+for p in "${packages[@]}"; do
+    dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
+done
+if (( ${#missing[@]} )); then
+    if [[ $(id -u) -ne 0 ]]; then
+        echo "install-deps: missing packages: ${missing[*]} (run as root to install them)" >&2
+        exit 1
+    fi
+    echo "install-deps: installing ${missing[*]}"
+    export DEBIAN_FRONTEND=noninteractive
+    apt-get update -qq
+    apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+fi
