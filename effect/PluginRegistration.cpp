@@ -7,14 +7,12 @@
 
 namespace {
 
-void setHost(OfxHost* host) {
-    VX::Host::OFX::setStoredHost(host);
-}
+void setHost(OfxHost* host) { VX::Host::OFX::setStoredHost(host); }
 
 OfxStatus pluginMain(const char* action, const void* handle, OfxPropertySetHandle inArgs,
                      OfxPropertySetHandle outArgs) {
-    return VX::Host::OFX::mainEntry<VX::QuirkPluginOFX>(
-        action, handle, inArgs, outArgs, VX::QuirkPluginOFX::parameterIdentifierTable());
+    return VX::Host::OFX::mainEntry<VX::QuirkPluginOFX>(action, handle, inArgs, outArgs,
+                                                        VX::QuirkPluginOFX::paramIdTable());
 }
 
 OfxPlugin gPlugin = {
@@ -29,11 +27,7 @@ OfxPlugin gPlugin = {
 
 } // namespace
 
-OfxExport int OfxGetNumberOfPlugins(void) {
-    return 1;
-}
+OfxExport int OfxGetNumberOfPlugins(void) { return 1; }
 
 // There is one plug-in; any index gets it.
-OfxExport OfxPlugin* OfxGetPlugin(int /*nth*/) {
-    return &gPlugin;
-}
+OfxExport OfxPlugin* OfxGetPlugin(int /*nth*/) { return &gPlugin; }

@@ -7,13 +7,13 @@
 
 namespace VX {
 
-using OFXParameterIdentifier = Host::OFX::ParameterIdentifier;
+using OFXParamIdEntry = Host::OFX::ParamIdEntry;
 
 // The flicker effect as an OpenFX plug-in.
 class QuirkPluginOFX : public QuirkPlugin<Host::OFX::Host> {
 public:
     // The host's names of the effect's parameters, by four-character code.
-    static const OFXParameterIdentifier* parameterIdentifierTable();
+    static const OFXParamIdEntry* paramIdTable();
 
     void showAbout() override;
 

@@ -1,6 +1,7 @@
 #include "host/ofx/Host.h"
 
 #include "host/ofx/Error.h"
+#include "host/ofx/Parameters.h"
 
 #include <cstring>
 
@@ -28,104 +29,49 @@ Host::~Host() {
 
 void Host::showAbout() {}
 
-OfxStatus Host::describeInContext() {
-    return kOfxStatOK;
-}
-OfxStatus Host::load() {
-    return kOfxStatOK;
-}
-OfxStatus Host::unload() {
-    return kOfxStatOK;
-}
-OfxStatus Host::purgeCaches() {
-    return kOfxStatOK;
-}
-OfxStatus Host::syncPrivateData() {
-    return kOfxStatOK;
-}
-OfxStatus Host::createInstance() {
-    return kOfxStatOK;
-}
-OfxStatus Host::destroyInstance() {
-    return kOfxStatOK;
-}
+OfxStatus Host::load() { return kOfxStatOK; }
+OfxStatus Host::unload() { return kOfxStatOK; }
+OfxStatus Host::purgeCaches() { return kOfxStatOK; }
+OfxStatus Host::syncPrivateData() { return kOfxStatOK; }
+OfxStatus Host::createInstance() { return kOfxStatOK; }
+OfxStatus Host::destroyInstance() { return kOfxStatOK; }
 // The pixel and region actions leave the answer to the host until the effect
 // gives them one.
-OfxStatus Host::isIdentityAction() {
-    return kOfxStatReplyDefault;
-}
-OfxStatus Host::renderAction() {
-    return kOfxStatErrUnsupported;
-}
-OfxStatus Host::beginSequenceRender() {
-    return kOfxStatOK;
-}
-OfxStatus Host::endSequenceRender() {
-    return kOfxStatOK;
-}
-OfxStatus Host::regionOfDefinitionAction() {
-    return kOfxStatReplyDefault;
-}
-OfxStatus Host::regionsOfInterestAction() {
-    return kOfxStatReplyDefault;
-}
-OfxStatus Host::timeDomainAction() {
-    return kOfxStatReplyDefault;
-}
-OfxStatus Host::framesNeededAction() {
-    return kOfxStatReplyDefault;
-}
-OfxStatus Host::clipPreferencesAction() {
-    return kOfxStatReplyDefault;
-}
-OfxStatus Host::instanceChangedAction() {
-    return kOfxStatReplyDefault;
-}
-OfxStatus Host::beginInstanceChanged() {
-    return kOfxStatOK;
-}
-OfxStatus Host::endInstanceChanged() {
-    return kOfxStatOK;
-}
-OfxStatus Host::beginInstanceEdit() {
-    return kOfxStatOK;
-}
-OfxStatus Host::endInstanceEdit() {
-    return kOfxStatOK;
-}
-OfxStatus Host::openGLContextAttached() {
-    return kOfxStatReplyDefault;
-}
-OfxStatus Host::openGLContextDetached() {
-    return kOfxStatOK;
+OfxStatus Host::isIdentityAction() { return kOfxStatReplyDefault; }
+OfxStatus Host::renderAction() { return kOfxStatErrUnsupported; }
+OfxStatus Host::beginSequenceRender() { return kOfxStatOK; }
+OfxStatus Host::endSequenceRender() { return kOfxStatOK; }
+OfxStatus Host::regionOfDefinitionAction() { return kOfxStatReplyDefault; }
+OfxStatus Host::regionsOfInterestAction() { return kOfxStatReplyDefault; }
+OfxStatus Host::timeDomainAction() { return kOfxStatReplyDefault; }
+OfxStatus Host::framesNeededAction() { return kOfxStatReplyDefault; }
+OfxStatus Host::clipPreferencesAction() { return kOfxStatReplyDefault; }
+OfxStatus Host::beginInstanceChanged() { return kOfxStatOK; }
+OfxStatus Host::endInstanceChanged() { return kOfxStatOK; }
+OfxStatus Host::beginInstanceEdit() { return kOfxStatOK; }
+OfxStatus Host::endInstanceEdit() { return kOfxStatOK; }
+OfxStatus Host::openGLContextAttached() { return kOfxStatReplyDefault; }
+OfxStatus Host::openGLContextDetached() { return kOfxStatOK; }
+
+const char* Host::vendorPrefix() const { return "com.veltrix"; }
+const char* Host::vendorName() const { return "Veltrix"; }
+const char* Host::versionText() const { return nullptr; }
+void Host::versionNumbers(int /*numbers*/[4]) const {}
+bool Host::supportsOpenGLRender() const { return false; }
+bool Host::mayRenderOpenGL() const { return false; }
+bool Host::openGLRenderEnabled() const { return true; }
+bool Host::supportsDeepPixels() const { return true; }
+void Host::sizeHint(int& /*width*/, int& /*height*/) const {}
+bool Host::wantsTemporalClipAccess() const { return false; }
+bool Host::outputSupportsAlpha() const { return false; }
+bool Host::inputSupportsAlpha(int /*index*/) const { return outputSupportsAlpha(); }
+bool Host::needsTemporalAccess() const { return false; }
+
+std::unique_ptr<Parameters> Host::createParameters() {
+    return std::unique_ptr<Parameters>(new Parameters(*this));
 }
 
-const char* Host::vendorPrefix() const {
-    return "com.veltrix";
-}
-const char* Host::vendorName() const {
-    return "Veltrix";
-}
-const char* Host::versionText() const {
-    return nullptr;
-}
-void Host::versionNumbers(int /*numbers*/[4]) const {}
-bool Host::supportsOpenGLRender() const {
-    return false;
-}
-bool Host::mayRenderOpenGL() const {
-    return false;
-}
-bool Host::openGLRenderEnabled() const {
-    return true;
-}
-bool Host::supportsDeepPixels() const {
-    return true;
-}
-void Host::sizeHint(int& /*width*/, int& /*height*/) const {}
-bool Host::wantsTemporalClipAccess() const {
-    return false;
-}
+void Host::parametersChanged(Parameters& /*set*/, int /*index*/) {}
 
 void Host::bindHost(const OfxHost* host, OfxImageEffectHandle effect, OfxPropertySetHandle inArgs,
                     OfxPropertySetHandle outArgs) {

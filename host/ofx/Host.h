@@ -15,19 +15,28 @@
 #include "ofx/ofxProperty.h"
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 namespace VX {
 namespace Host {
+namespace Param {
+class Parameters;
+}
 namespace OFX {
 
-// One row of an effect's table of parameter identifiers: the four-character
-// code of a parameter and the name the host stores it under. The table ends
-// with an all-zero row.
-struct ParameterIdentifier {
+class Parameters;
+
+// One row of an effect's table of parameter identifiers: what the host calls
+// the parameter with this four-character code, and how it is shown. Null
+// fields fall back to the parameter's own name. The table ends with a row
+// whose code is 0.
+struct ParamIdEntry {
     std::uint32_t code;
-    const char* name;
-    const void* reserved[3];
+    const char* identifier;
+    const char* label;
+    const char* pageLabel; // preferred by hosts that lay parameters out in pages
+    const char* hint;
 };
 
 // The bridge between one OpenFX action and an effect. A fresh object serves
@@ -75,6 +84,14 @@ public:
     // Ends a progress bar that an action left open.
     virtual ~Host();
 
+    // --- the effect's parameters ----------------------------------------------
+    // A new, empty parameter set whose values the host serves.
+    virtual std::unique_ptr<Parameters> createParameters();
+    // Appends the effect's parameter records to `set`, in their fixed order.
+    virtual void defineParameters(Param::Parameters& set) = 0;
+    // The user changed the parameter at `index`, which the effect may write.
+    virtual void parametersChanged(Parameters& set, int index);
+
     // --- identity and capabilities the effect answers -------------------------
     virtual const char* vendorPrefix() const;
     virtual const char* vendorName() const;
@@ -91,6 +108,12 @@ public:
     virtual bool supportsDeepPixels() const;
     virtual void sizeHint(int& width, int& height) const;
     virtual bool wantsTemporalClipAccess() const;
+    // Whether the output may be a single alpha channel besides RGBA, and
+    // whether input `index` (0 = Source, then one per layer) may be.
+    virtual bool outputSupportsAlpha() const;
+    virtual bool inputSupportsAlpha(int index) const;
+    // Whether the effect reads other frames of its inputs than the current one.
+    virtual bool needsTemporalAccess() const;
 
     // --- binding --------------------------------------------------------------
     // Stores the host and the action's arguments and fetches the suites.
@@ -98,9 +121,7 @@ public:
     // missing.
     void bindHost(const OfxHost* host, OfxImageEffectHandle effect, OfxPropertySetHandle inArgs,
                   OfxPropertySetHandle outArgs);
-    void setParameterIdentifiers(const ParameterIdentifier* table) {
-        parameterIdentifiers_ = table;
-    }
+    void setParamIdTable(const ParamIdEntry* table) { paramIdTable_ = table; }
 
     // Read afresh from the host's "OfxPropName" at every call.
     HostKind hostKind() const;
@@ -128,7 +149,11 @@ public:
     const OfxInteractSuiteV1* interactSuite() const { return interactSuite_; }
     const OfxProgressSuiteV1* progressSuite() const { return progressSuite_; }
     const OfxImageEffectOpenGLRenderSuiteV1* openGLRenderSuite() const { return openGLSuite_; }
-    const ParameterIdentifier* parameterIdentifiers() const { return parameterIdentifiers_; }
+    const ParamIdEntry* paramIdTable() const { return paramIdTable_; }
+
+    // The page the describe-in-context action laid the parameters out on.
+    OfxPropertySetHandle pageProperties() const { return pageProperties_; }
+    int pageChildCount() const { return pageChildCount_; }
 
 protected:
     // Set while a progress bar is open on the host, so that teardown can
@@ -153,7 +178,9 @@ private:
     const OfxProgressSuiteV1* progressSuite_ = nullptr;
     const OfxImageEffectOpenGLRenderSuiteV1* openGLSuite_ = nullptr;
     std::uint32_t hostQuirk_ = 0;
-    const ParameterIdentifier* parameterIdentifiers_ = nullptr;
+    const ParamIdEntry* paramIdTable_ = nullptr;
+    OfxPropertySetHandle pageProperties_ = nullptr;
+    int pageChildCount_ = 0;
 };
 
 // Posts `text` through whatever message suite `host` offers, for failures

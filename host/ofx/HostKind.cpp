@@ -8,9 +8,7 @@ namespace OFX {
 
 namespace {
 
-bool equals(const char* name, const char* text) {
-    return std::strcmp(name, text) == 0;
-}
+bool equals(const char* name, const char* text) { return std::strcmp(name, text) == 0; }
 
 // A prefix rule only matches when something follows the prefix: a host called
 // exactly "Nucoda" is not a Nucoda build.

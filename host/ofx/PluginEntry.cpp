@@ -12,13 +12,9 @@ namespace {
 std::atomic<OfxHost*> gHost{nullptr};
 } // namespace
 
-void setStoredHost(OfxHost* host) {
-    gHost.store(host);
-}
+void setStoredHost(OfxHost* host) { gHost.store(host); }
 
-const OfxHost* storedHost() {
-    return gHost.load();
-}
+const OfxHost* storedHost() { return gHost.load(); }
 
 } // namespace OFX
 } // namespace Host

@@ -26,13 +26,13 @@ const OfxHost* storedHost();
 // construction) are reported as warnings straight through the host.
 template <class Effect>
 OfxStatus mainEntry(const char* action, const void* handle, OfxPropertySetHandle inArgs,
-                    OfxPropertySetHandle outArgs, const ParameterIdentifier* parameterIdentifiers) {
+                    OfxPropertySetHandle outArgs, const ParamIdEntry* paramIdTable) {
     OfxImageEffectHandle effectHandle =
         static_cast<OfxImageEffectHandle>(const_cast<void*>(handle));
     try {
         Effect effect;
         effect.bindHost(storedHost(), effectHandle, inArgs, outArgs);
-        effect.setParameterIdentifiers(parameterIdentifiers);
+        effect.setParamIdTable(paramIdTable);
         return dispatch(effect, action);
     } catch (const Error& e) {
         return e.status;

@@ -22,9 +22,7 @@ struct ThrowCase {
     const char* text;      // the message's text
 };
 
-void PrintTo(const ThrowCase& c, std::ostream* os) {
-    *os << c.kind;
-}
+void PrintTo(const ThrowCase& c, std::ostream* os) { *os << c.kind; }
 
 class FailureLadder : public ::testing::TestWithParam<ThrowCase> {
 protected:

@@ -62,14 +62,12 @@ private:
     }
 };
 
-void setHost(OfxHost* host) {
-    VX::Host::OFX::setStoredHost(host);
-}
+void setHost(OfxHost* host) { VX::Host::OFX::setStoredHost(host); }
 
 OfxStatus pluginMain(const char* action, const void* handle, OfxPropertySetHandle inArgs,
                      OfxPropertySetHandle outArgs) {
     return VX::Host::OFX::mainEntry<TestEffect>(action, handle, inArgs, outArgs,
-                                                TestEffect::parameterIdentifierTable());
+                                                TestEffect::paramIdTable());
 }
 
 OfxPlugin gPlugin = {
@@ -78,9 +76,5 @@ OfxPlugin gPlugin = {
 
 } // namespace
 
-OfxExport int OfxGetNumberOfPlugins(void) {
-    return 1;
-}
-OfxExport OfxPlugin* OfxGetPlugin(int /*nth*/) {
-    return &gPlugin;
-}
+OfxExport int OfxGetNumberOfPlugins(void) { return 1; }
+OfxExport OfxPlugin* OfxGetPlugin(int /*nth*/) { return &gPlugin; }

@@ -15,12 +15,8 @@ namespace sqtest {
 
 // The Stutter Quirk bundle and the test build of the effect that fails on
 // request (tests/plugin), as built next to the tests.
-inline std::string quirkBundle() {
-    return SQ_QUIRK_BUNDLE;
-}
-inline std::string failingBundle() {
-    return SQ_FAILING_BUNDLE;
-}
+inline std::string quirkBundle() { return SQ_QUIRK_BUNDLE; }
+inline std::string failingBundle() { return SQ_FAILING_BUNDLE; }
 
 // One plug-in loaded into one host. The host is made from `config`; the
 // library stays open as long as the fixture lives.
