@@ -2,6 +2,7 @@
 
 #include "host/ofx/HostKind.h"
 #include "host/ofx/Messages.h"
+#include "image/Rect.h"
 
 #include "ofx/ofxCore.h"
 #include "ofx/ofxImageEffect.h"
@@ -14,6 +15,7 @@
 #include "ofx/ofxProgress.h"
 #include "ofx/ofxProperty.h"
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -26,6 +28,21 @@ class Parameters;
 namespace OFX {
 
 class Parameters;
+
+// One level of nested progress: `base` steps of `count` are done at this
+// level, and the work inside covers `span` of them. A non-zero `fixed` keeps
+// the engine from resetting the level.
+struct ProgressLevel {
+    std::uint64_t base = 0;
+    std::uint64_t count = 0;
+    std::uint64_t span = 0;
+    std::uint64_t fixed = 0;
+};
+
+constexpr int kProgressLevels = 4;
+
+// Work for the multi-thread runner: called once on each of `count` threads.
+using ThreadWorker = void (*)(unsigned index, unsigned count, bool spawned, void* arg);
 
 // One row of an effect's table of parameter identifiers: what the host calls
 // the parameter with this four-character code, and how it is shown. Null
@@ -151,14 +168,42 @@ public:
     const OfxImageEffectOpenGLRenderSuiteV1* openGLRenderSuite() const { return openGLSuite_; }
     const ParamIdEntry* paramIdTable() const { return paramIdTable_; }
 
+    // The region of definition of `clip` at `time`, rounded out to pixels.
+    // Hosts that cannot answer (kOfxStatErrUnsupported), and Vegas and
+    // Nucoda whatever their failure, get `fallback`; any other failure is
+    // returned and `rod` is left alone.
+    OfxStatus clipRegionOfDefinition(OfxImageClipHandle clip, double time, const Rect& fallback,
+                                     Rect& rod) const;
+
+    // --- threads and progress -------------------------------------------------
+    // Runs `worker` on `threads` threads of the host (0: the configured count,
+    // else as many as the host has processors) and returns when all are
+    // done. An OpenFX error in a worker comes back as Error on this thread;
+    // other exceptions stay in their thread.
+    void runThreads(ThreadWorker worker, void* arg, unsigned threads = 0);
+    // How many threads a runner call with 0 uses; 0 asks the host.
+    void setThreadCount(unsigned threads) { threadCount_ = threads; }
+
+    // Reports `done` of `total` steps of the innermost work. Throws
+    // VX::Interrupted once the user has cancelled, from any thread. Only
+    // reporter 0 talks to the host; the others only check for a cancel.
+    void reportProgress(unsigned reporter, std::uint64_t done, std::uint64_t total);
+    // Level 0 is the innermost (a filter's rows), level 1 the graph.
+    ProgressLevel& progressLevel(int level) { return progressLevels_[level]; }
+    // The text the host shows with the bar; null for "Rendering...".
+    void setProgressLabel(const char* label) { progressLabel_ = label; }
+    bool aborted() const { return aborted_.load(std::memory_order_relaxed); }
+
     // The page the describe-in-context action laid the parameters out on.
     OfxPropertySetHandle pageProperties() const { return pageProperties_; }
     int pageChildCount() const { return pageChildCount_; }
 
 protected:
     // Set while a progress bar is open on the host, so that teardown can
-    // close it.
-    bool progressStarted_ = false;
+    // close it. Reports come from several threads: a late read only delays
+    // the end of the bar or a stop by one report.
+    std::atomic<bool> progressStarted_{false};
+    std::atomic<bool> aborted_{false};
 
 private:
     const OfxHost* host_ = nullptr;
@@ -181,6 +226,9 @@ private:
     const ParamIdEntry* paramIdTable_ = nullptr;
     OfxPropertySetHandle pageProperties_ = nullptr;
     int pageChildCount_ = 0;
+    ProgressLevel progressLevels_[kProgressLevels];
+    const char* progressLabel_ = nullptr;
+    unsigned threadCount_ = 0;
 };
 
 // Posts `text` through whatever message suite `host` offers, for failures

@@ -1,0 +1,268 @@
+#include "host/ofx/ImageAccess.h"
+
+#include "host/ofx/Error.h"
+#include "host/ofx/Host.h"
+
+#include "ofx/ofxOpenGLRender.h"
+
+#include <cstring>
+#include <new>
+
+namespace VX {
+namespace Host {
+namespace OFX {
+
+// --- ImageBuffer ------------------------------------------------------------------
+
+ImageBuffer::ImageBuffer(const Host* host) { bind(host); }
+
+void ImageBuffer::bind(const Host* host) {
+    free();
+    effect_ = host ? host->effectHandle() : nullptr;
+    imageEffectSuite_ = host ? host->imageEffectSuite() : nullptr;
+    memorySuite_ = host ? host->memorySuite() : nullptr;
+}
+
+void ImageBuffer::free() {
+    if (memory_ != nullptr) {
+        imageEffectSuite_->imageMemoryUnlock(memory_);
+        imageEffectSuite_->imageMemoryFree(memory_);
+        memory_ = nullptr;
+    }
+    if (plain_ != nullptr) {
+        memorySuite_->memoryFree(plain_);
+        plain_ = nullptr;
+    }
+    data_ = nullptr;
+    size_ = 0;
+}
+
+void ImageBuffer::allocate(std::size_t bytes) {
+    free();
+    if (bytes == 0)
+        return;
+    size_ = bytes;
+    if (imageEffectSuite_ != nullptr && imageEffectSuite_->imageMemoryAlloc != nullptr) {
+        if (imageEffectSuite_->imageMemoryAlloc(effect_, bytes, &memory_) != kOfxStatOK ||
+            memory_ == nullptr) {
+            memory_ = nullptr;
+            size_ = 0;
+            throw std::bad_alloc();
+        }
+        void* locked = nullptr;
+        if (imageEffectSuite_->imageMemoryLock(memory_, &locked) != kOfxStatOK ||
+            locked == nullptr) {
+            imageEffectSuite_->imageMemoryFree(memory_);
+            memory_ = nullptr;
+            size_ = 0;
+            throw std::bad_alloc();
+        }
+        data_ = locked;
+        return;
+    }
+    if (memorySuite_ == nullptr)
+        throw std::bad_alloc();
+    // Room for the pixels to start on a 32-byte boundary.
+    const std::size_t padded = (bytes + 63) & ~std::size_t(31);
+    if (memorySuite_->memoryAlloc(effect_, padded, &plain_) != kOfxStatOK || plain_ == nullptr) {
+        plain_ = nullptr;
+        size_ = 0;
+        throw std::bad_alloc();
+    }
+    const std::uintptr_t address = reinterpret_cast<std::uintptr_t>(plain_);
+    data_ = static_cast<unsigned char*>(plain_) + ((32 - (address & 31)) & 31);
+}
+
+// --- fetching -----------------------------------------------------------------------
+
+namespace {
+
+// Whether this image should come as an OpenGL texture.
+bool wantsTexture(const Host& host, std::uint32_t flags) {
+    if ((flags & kImageNoOpenGL) || host.openGLRenderSuite() == nullptr)
+        return false;
+    if (flags & kImageSkipOpenGLTest)
+        return true;
+    OfxPropertySetHandle props = nullptr;
+    if (host.imageEffectSuite()->getPropertySet(host.effectHandle(), &props) != kOfxStatOK)
+        return false;
+    int enabled = 0;
+    return host.propertySuite()->propGetInt(props, kOfxImageEffectPropOpenGLEnabled, 0, &enabled) ==
+               kOfxStatOK &&
+           enabled != 0;
+}
+
+void check(OfxStatus status) {
+    if (status != kOfxStatOK)
+        throw Error{status};
+}
+
+} // namespace
+
+void ImageFetch::release() {
+    if (handle != nullptr && host != nullptr) {
+        if (isTexture)
+            host->openGLRenderSuite()->clipFreeTexture(handle);
+        else
+            host->imageEffectSuite()->clipReleaseImage(handle);
+    }
+    handle = nullptr;
+    status = kOfxStatOK;
+}
+
+void fetchImage(ImageFetch& fetch, const Host& host, OfxImageClipHandle clip, double time,
+                const Rect* region, std::uint32_t flags) {
+    fetch.release();
+    fetch.host = &host;
+    fetch.clip = clip;
+    fetch.time = time;
+    fetch.status = kOfxStatOK;
+    fetch.isTexture = false;
+
+    OfxRectD hostRegion = {0, 0, 0, 0};
+    bool haveRegion = false;
+    if (region != nullptr) {
+        Rect rod = *region;
+        const OfxStatus status = host.clipRegionOfDefinition(clip, time, *region, rod);
+        if (status != kOfxStatOK) {
+            fetch.status = status;
+            return;
+        }
+        const Rect wanted = intersect(rod, *region);
+        if (wanted.empty()) {
+            // Nothing of the clip lies in the region: no pixels to ask for.
+            fetch.status = kOfxStatFailed;
+            return;
+        }
+        hostRegion = {double(wanted.x1), double(wanted.y1), double(wanted.x2), double(wanted.y2)};
+        haveRegion = (flags & kImagePassRegion) != 0;
+    }
+    const OfxRectD* passed = haveRegion ? &hostRegion : nullptr;
+
+    if (wantsTexture(host, flags)) {
+        fetch.isTexture = true;
+        fetch.status =
+            host.openGLRenderSuite()->clipLoadTexture(clip, time, nullptr, passed, &fetch.handle);
+    } else {
+        fetch.status = host.imageEffectSuite()->clipGetImage(clip, time, passed, &fetch.handle);
+        if (fetch.status == kOfxStatOK && fetch.handle != nullptr) {
+            void* data = nullptr;
+            const OfxStatus read =
+                host.propertySuite()->propGetPointer(fetch.handle, kOfxImagePropData, 0, &data);
+            if (read != kOfxStatOK) {
+                fetch.release();
+                throw Error{read};
+            }
+            if (data == nullptr)
+                fetch.release(); // an image without pixels is no image
+        }
+    }
+    if (fetch.status != kOfxStatOK)
+        fetch.handle = nullptr;
+}
+
+void buildImage(HostImage& image, const Host& host, const ImageFetch* fetch, std::uint32_t flags) {
+    image.host = &host;
+    image.buffer.bind(&host);
+    image.handle = nullptr;
+    image.data = nullptr;
+    image.bounds = image.rod = Rect{0, 0, 0, 0};
+    image.scale = 1.0f;
+    image.rowBytes = 0;
+    image.depth = image.components = 0;
+    image.textureIndex = image.textureTarget = 0;
+    image.isFloat = image.hasAlpha = image.premultiplied = false;
+    image.alignRows = true;
+
+    const OfxPropertySuiteV1& ps = *host.propertySuite();
+    if (fetch != nullptr && fetch->handle != nullptr) {
+        OfxPropertySetHandle p = fetch->handle;
+        image.handle = p;
+        char* text = nullptr;
+        if (ps.propGetString(p, kOfxImageEffectPropPixelDepth, 0, &text) == kOfxStatOK && text) {
+            if (std::strcmp(text, kOfxBitDepthByte) == 0) {
+                image.depth = 8;
+            } else if (std::strcmp(text, kOfxBitDepthShort) == 0) {
+                image.depth = 16;
+            } else if (std::strcmp(text, kOfxBitDepthHalf) == 0) {
+                image.depth = 16;
+                image.isFloat = true;
+            } else if (std::strcmp(text, kOfxBitDepthFloat) == 0) {
+                image.depth = 32;
+                image.isFloat = true;
+            }
+        }
+        text = nullptr;
+        if (ps.propGetString(p, kOfxImageEffectPropComponents, 0, &text) == kOfxStatOK && text) {
+            if (std::strcmp(text, kOfxImageComponentAlpha) == 0) {
+                image.components = 1;
+                image.hasAlpha = true;
+            } else if (std::strcmp(text, kOfxImageComponentRGB) == 0) {
+                image.components = 3;
+            } else if (std::strcmp(text, kOfxImageComponentRGBA) == 0) {
+                image.components = 4;
+                image.hasAlpha = true;
+            }
+        }
+        if (wantsTexture(host, flags)) {
+            int index = 0, target = 0;
+            check(ps.propGetInt(p, kOfxImageEffectPropOpenGLTextureIndex, 0, &index));
+            check(ps.propGetInt(p, kOfxImageEffectPropOpenGLTextureTarget, 0, &target));
+            image.textureIndex = static_cast<std::uint32_t>(index);
+            image.textureTarget = static_cast<std::uint32_t>(target);
+        } else {
+            check(ps.propGetPointer(p, kOfxImagePropData, 0, &image.data));
+            int rowBytes = 0;
+            check(ps.propGetInt(p, kOfxImagePropRowBytes, 0, &rowBytes));
+            image.rowBytes = rowBytes;
+        }
+        int b[4] = {0, 0, 0, 0};
+        check(ps.propGetIntN(p, kOfxImagePropBounds, 4, b));
+        image.bounds = {b[0], b[1], b[2], b[3]};
+        // Anything but an explicit "unpremultiplied" (opaque included) counts
+        // as premultiplied.
+        text = nullptr;
+        const bool unpremultiplied =
+            ps.propGetString(p, kOfxImageEffectPropPreMultiplication, 0, &text) == kOfxStatOK &&
+            text != nullptr && std::strcmp(text, kOfxImageUnPreMultiplied) == 0;
+        image.premultiplied = !unpremultiplied;
+    }
+
+    if (fetch != nullptr && fetch->clip != nullptr) {
+        check(host.clipRegionOfDefinition(fetch->clip, fetch->time, image.bounds, image.rod));
+    } else {
+        image.rod = image.bounds;
+    }
+
+    if (!image.hasPixels() && fetch != nullptr &&
+        (fetch->status == kOfxStatFailed ||
+         (fetch->status == kOfxStatOK && fetch->handle != nullptr))) {
+        // A placeholder, so that the framework always has an address.
+        image.buffer.allocate(1);
+        image.data = image.buffer.data();
+        if (image.rod.empty())
+            image.rod = {image.rod.x1, image.rod.y1, image.rod.x1 + 1, image.rod.y1 + 1};
+    }
+}
+
+// --- region of definition -------------------------------------------------------------
+
+OfxStatus Host::clipRegionOfDefinition(OfxImageClipHandle clip, double time, const Rect& fallback,
+                                       Rect& rod) const {
+    OfxRectD r = {0, 0, 0, 0};
+    const OfxStatus status = imageEffectSuite()->clipGetRegionOfDefinition(clip, time, &r);
+    if (status == kOfxStatOK) {
+        rod = roundOut(r.x1, r.y1, r.x2, r.y2);
+        return kOfxStatOK;
+    }
+    const HostKind kind = hostKind();
+    if (status == kOfxStatErrUnsupported || kind == kHostVegas || kind == kHostNucoda) {
+        rod = fallback;
+        return kOfxStatOK;
+    }
+    return status;
+}
+
+} // namespace OFX
+} // namespace Host
+} // namespace VX
