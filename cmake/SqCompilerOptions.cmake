@@ -36,4 +36,9 @@ if(MINGW)
     add_link_options(-static)
 endif()
 
+# Kernel families must agree bit for bit: no fused multiply-adds behind our back.
+if(NOT MSVC)
+    add_compile_options(-ffp-contract=off)
+endif()
+
 find_package(Threads REQUIRED)
