@@ -13,15 +13,9 @@ namespace {
 using ofxhost::EffectDescriptor;
 using ofxhost::Host;
 
-const OfxImageEffectSuiteV1& effects() {
-    return *Host::suites().imageEffect;
-}
-const OfxParameterSuiteV1& params() {
-    return *Host::suites().parameter;
-}
-const OfxPropertySuiteV1& props() {
-    return *Host::suites().property;
-}
+const OfxImageEffectSuiteV1& effects() { return *Host::suites().imageEffect; }
+const OfxParameterSuiteV1& params() { return *Host::suites().parameter; }
+const OfxPropertySuiteV1& props() { return *Host::suites().property; }
 
 TEST(ImageEffectSuite, ClipsAreDefinedOnlyInAContextAndOnce) {
     Host host;

@@ -14,9 +14,7 @@ using ofxhost::Host;
 using ofxhost::PropertyDef;
 using ofxhost::PropertySet;
 
-const OfxPropertySuiteV1& suite() {
-    return *Host::suites().property;
-}
+const OfxPropertySuiteV1& suite() { return *Host::suites().property; }
 
 // One value type of the suite: how to set, get and compare it.
 struct TypeCase {
@@ -34,15 +32,9 @@ struct TypeCase {
     OfxStatus (*wrongGet)(OfxPropertySetHandle, const char*);
 };
 
-int intValue(int i) {
-    return 100 + i * 7;
-}
-double doubleValue(int i) {
-    return 0.25 + i;
-}
-std::string stringValue(int i) {
-    return "value" + std::to_string(i);
-}
+int intValue(int i) { return 100 + i * 7; }
+double doubleValue(int i) { return 0.25 + i; }
+std::string stringValue(int i) { return "value" + std::to_string(i); }
 void* pointerValue(int i) {
     return reinterpret_cast<void*>(static_cast<std::uintptr_t>(0x1000 + i));
 }

@@ -15,9 +15,7 @@ const Schema& paramSchema(const std::string& type) {
     return *s;
 }
 
-bool validName(const char* name) {
-    return name != nullptr && name[0] != '\0';
-}
+bool validName(const char* name) { return name != nullptr && name[0] != '\0'; }
 
 } // namespace
 

@@ -3,7 +3,20 @@
 namespace ofxhost {
 
 // Kinds of host object a plug-in receives as an opaque handle.
-enum class HandleKind { PropertySet, ImageEffect, Clip, ParamSet, Param, Mutex, Memory };
+enum class HandleKind {
+    PropertySet,
+    ImageEffect,
+    Clip,
+    ParamSet,
+    Param,
+    Mutex,
+    Memory,
+    EffectInstance,
+    ClipInstance,
+    InstanceParamSet,
+    ParamInstance,
+    ImageMemory,
+};
 
 // Every host object handed to a plug-in is registered here for as long as it
 // lives, so that each suite call can tell a real handle of the right kind from

@@ -117,6 +117,10 @@ Host::~Host() {
     for (void* mutex : mutexes_) {
         detail::destroyMutex(mutex);
     }
+    for (auto& block : imageMemory_) {
+        handles::remove(block.first);
+        std::free(block.second->data);
+    }
 }
 
 void Host::fillProperties() {
@@ -243,13 +247,9 @@ Host* Host::current() {
     return live.hosts.empty() ? nullptr : live.hosts.back();
 }
 
-Host::CurrentScope::CurrentScope(Host* host) : previous_(tlsCurrent) {
-    tlsCurrent = host;
-}
+Host::CurrentScope::CurrentScope(Host* host) : previous_(tlsCurrent) { tlsCurrent = host; }
 
-Host::CurrentScope::~CurrentScope() {
-    tlsCurrent = previous_;
-}
+Host::CurrentScope::~CurrentScope() { tlsCurrent = previous_; }
 
 void Host::recordMessage(MessageRecord record) {
     std::lock_guard<std::mutex> lock(recordMutex_);
@@ -323,6 +323,52 @@ Host* Host::ownerOfBlock(void* block) {
         }
     }
     return nullptr;
+}
+
+std::size_t Host::liveImageMemory() const {
+    std::lock_guard<std::mutex> lock(resourceMutex_);
+    return imageMemory_.size();
+}
+
+ImageMemoryBlock* Host::allocateImageMemory(std::size_t bytes) {
+    if (static_cast<std::uint64_t>(bytes) > config_.maxAllocationBytes) {
+        return nullptr;
+    }
+    auto block = std::make_unique<ImageMemoryBlock>();
+    block->owner = this;
+    block->bytes = bytes;
+    block->data = std::malloc(bytes > 0 ? bytes : 1);
+    if (block->data == nullptr) {
+        return nullptr;
+    }
+    ImageMemoryBlock* handle = block.get();
+    std::lock_guard<std::mutex> lock(resourceMutex_);
+    imageMemory_.emplace(handle, std::move(block));
+    handles::add(handle, HandleKind::ImageMemory);
+    return handle;
+}
+
+ImageMemoryBlock* Host::imageMemory(const void* handle) {
+    if (!handles::valid(handle, HandleKind::ImageMemory)) {
+        return nullptr;
+    }
+    return static_cast<ImageMemoryBlock*>(const_cast<void*>(handle));
+}
+
+bool Host::freeImageMemory(ImageMemoryBlock* block) {
+    std::unique_ptr<ImageMemoryBlock> owned;
+    {
+        std::lock_guard<std::mutex> lock(resourceMutex_);
+        const auto it = imageMemory_.find(block);
+        if (it == imageMemory_.end()) {
+            return false;
+        }
+        owned = std::move(it->second);
+        imageMemory_.erase(it);
+        handles::remove(block);
+    }
+    std::free(owned->data);
+    return true;
 }
 
 void Host::adoptMutex(void* mutex) {

@@ -4,26 +4,49 @@
 //
 //   ofxhost::HostConfig cfg = ofxhost::hostPreset("MLT");   // or HostConfig{}
 //   cfg.removeSuite(kOfxMemorySuite);                         // a missing suite
-//   cfg.failCall("OfxImageEffectSuite.getPropertySet", kOfxStatErrMemory);
+//   cfg.failCall("OfxImageEffectSuite.clipGetImage", kOfxStatErrMemory);
+//   cfg.project.width = 720; cfg.render.askIsIdentity = false; cfg.abortAfterCalls = 3;
 //   ofxhost::Host host(cfg);
 //   auto lib = ofxhost::PluginLibrary::open(path);  // bundle or .ofx; throws ofxhost::Error
 //   ofxhost::Plugin& p = lib->plugin(0);
-//   p.load(host); p.describe(); p.describeInContext(kOfxImageEffectContextFilter); p.unload();
+//   p.load(host); p.describe(); p.describeInContext(kOfxImageEffectContextFilter);
 //   p.descriptor()->properties().getString(kOfxPropLabel);
-//   p.contextDescriptor(kOfxImageEffectContextFilter)->params().find("gain")->properties();
 //   p.action("SomeAction", handle, &inArgs, &outArgs);   // ofxhost::PropertySet, open sets
+//
+//   // Instances: OfxActionCreateInstance now, OfxActionDestroyInstance when dropped.
+//   std::unique_ptr<ofxhost::EffectInstance> fx = p.createInstance(kOfxImageEffectContextFilter);
+//   fx->setValue("quirkTime", 5.0);                  // int, bool, string, vector<double>...
+//   fx->setValueAtTime("quirkTime", 10.0, 7.0);      // keys: doubles interpolate, others step
+//   double v = fx->value<double>("quirkTime", 7.5);
+//   fx->userEdit("quirkTime", 3.0);                  // begin / instance changed / end
+//   fx->changed(kOfxTypeClip, "Source", kOfxChangePluginEdited, 3.0);
+//   fx->paramChanges();                              // who set what, during which action
+//
+//   // Images: the test's memory, never copied; clipGetImage hands it out.
+//   ofxhost::ImageBuffer frame({0, 0, 64, 32}, kOfxBitDepthFloat, kOfxImageComponentRGBA,
+//                              /*bottomUp=*/true);
+//   fx->setClipFrames("Source", [&](OfxTime) { return std::optional(frame.desc()); });
+//   ofxhost::RenderResult r = fx->render(1.0);       // or render(time, window, scale, field)
+//   r.status; r.steps; r.output->get(x, y, c); r.identityClip;
+//   fx->liveImages();                                // images not released: 0 unless leaked
+//   ofxhost::renderFrames(p, context, {0, 1, 2}, setup); // an instance per frame for MLT
+//
 //   host.messages(); host.progress(); host.suiteRequests(); host.actions();
 //   host.suites().property->propSetInt(...);              // the C suites, for in-process tests
+//   p.unload();
 //
 // Handles given to plug-ins are pointers to live host objects, checked against
 // a registry on every call: null, stale or foreign handles get
 // kOfxStatErrBadHandle. Lifetimes are independent: destroying a Host unloads
-// the plug-ins loaded with it, and destroying a PluginLibrary unloads its
-// plug-ins from their host.
+// the plug-ins loaded with it (destroying their instances first), and
+// destroying a PluginLibrary unloads its plug-ins from their host. An instance
+// outliving its plug-in's session is inert.
 
 #include "Descriptors.h"
 #include "Error.h"
 #include "HostConfig.h"
+#include "Image.h"
+#include "Instance.h"
 #include "PropertySet.h"
 
 #include "ofx/ofxCore.h"
@@ -50,6 +73,14 @@
 namespace ofxhost {
 
 class Plugin;
+
+// A block of imageMemoryAlloc; its address is the handle the plug-in holds.
+struct ImageMemoryBlock {
+    Host* owner = nullptr;
+    void* data = nullptr;
+    std::size_t bytes = 0;
+    int locks = 0;
+};
 
 struct MessageRecord {
     enum class Kind { Message, Persistent, ClearPersistent };
@@ -137,6 +168,8 @@ public:
     // Memory suite blocks and mutexes the plug-in has not released yet.
     std::size_t liveAllocations() const;
     std::size_t liveMutexes() const;
+    // Image memory (imageMemoryAlloc) not freed yet.
+    std::size_t liveImageMemory() const;
 
     // The host serving calls that carry no handle to tell it: the host of the
     // action being sent on this thread (or the thread that spawned it), else
@@ -149,6 +182,10 @@ public:
     void recordAction(ActionRecord record);
     void* allocate(std::size_t bytes);
     bool release(void* block);
+    // Null when the request is over the configured limit or memory is short.
+    ImageMemoryBlock* allocateImageMemory(std::size_t bytes);
+    static ImageMemoryBlock* imageMemory(const void* handle);
+    bool freeImageMemory(ImageMemoryBlock* block);
     void adoptMutex(void* mutex);
     bool forgetMutex(void* mutex);
     static Host* ownerOfBlock(void* block);
@@ -185,6 +222,7 @@ private:
     mutable std::mutex resourceMutex_;
     std::unordered_map<void*, std::size_t> blocks_;
     std::set<void*> mutexes_;
+    std::map<ImageMemoryBlock*, std::unique_ptr<ImageMemoryBlock>> imageMemory_;
     std::set<Plugin*> plugins_;
 };
 

@@ -91,6 +91,14 @@ HostConfig hostPreset(const std::string& name) {
         cfg.multiResolution = false;
         cfg.temporalClipAccess = false;
         cfg.suites = HostConfig::standardSuites();
+        cfg.render.askClipPreferences = true;
+        cfg.render.honourClipPreferences = false;
+        cfg.render.askFramesNeeded = false;
+        cfg.render.askIsIdentity = false;
+        cfg.render.bottomUpRows = true;
+        cfg.render.sequencePerFrame = true;
+        cfg.render.instancePerFrame = true;
+        cfg.loadPerInstance = true;
         return cfg;
     }
     if (name == "Assimilator") {

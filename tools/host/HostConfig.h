@@ -9,6 +9,40 @@
 
 namespace ofxhost {
 
+// The project an effect instance lives in (its instance properties).
+struct ProjectSettings {
+    double width = 1920.0; // kOfxImageEffectPropProjectSize and, by default, the extent
+    double height = 1080.0;
+    double offsetX = 0.0;
+    double offsetY = 0.0;
+    double pixelAspectRatio = 1.0;
+    double frameRate = 25.0;
+    double duration = 100.0; // kOfxImageEffectInstancePropEffectDuration, in frames
+};
+
+// What the render driver does, action by action.
+struct RenderBehaviour {
+    // Send OfxImageEffectActionGetClipPreferences, and apply its answers to
+    // the clips (a host may ask and then ignore them, as MLT does).
+    bool askClipPreferences = true;
+    bool honourClipPreferences = true;
+    bool askFramesNeeded = true;
+    bool askIsIdentity = true;
+    // Output buffers store their top row first (negative row bytes).
+    bool bottomUpRows = false;
+    // Each render is a sequence of its own one frame long, bracketed by
+    // begin/end sequence render.
+    bool sequencePerFrame = true;
+    // renderFrames() creates (and destroys) an instance per frame, sending
+    // OfxActionLoad again before each, when the plug-in says it is fully or
+    // instance thread safe.
+    bool instancePerFrame = false;
+    // The kOfxImageEffectPropSequentialRenderStatus and interactive status
+    // passed to the render actions.
+    bool sequentialStatus = false;
+    bool interactiveStatus = false;
+};
+
 // How a Host presents itself and behaves. A plain value: copy it, change it,
 // hand it to a Host.
 struct HostConfig {
@@ -53,6 +87,15 @@ struct HostConfig {
     // "SuiteName.functionName" -> status that call answers instead of
     // doing its work, e.g. {"OfxPropertySuite.propSetString", kOfxStatErrMemory}.
     std::map<std::string, OfxStatus> failures;
+    // OfxActionLoad is sent again before each new instance, without an
+    // unload in between (as MLT does).
+    bool loadPerInstance = false;
+    // The project given to new effect instances.
+    ProjectSettings project;
+    RenderBehaviour render;
+    // abort() answers 1 from its call number N+1 in a render (0: at once);
+    // negative: only when EffectInstance::setAbort(true) asks.
+    int abortAfterCalls = -1;
 
     HostConfig();
 

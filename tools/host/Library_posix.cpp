@@ -17,9 +17,7 @@ DynamicLibrary::DynamicLibrary(const std::string& path) : path_(path) {
     }
 }
 
-DynamicLibrary::~DynamicLibrary() {
-    close();
-}
+DynamicLibrary::~DynamicLibrary() { close(); }
 
 DynamicLibrary::DynamicLibrary(DynamicLibrary&& other) noexcept
     : path_(std::move(other.path_)), native_(std::exchange(other.native_, nullptr)) {}

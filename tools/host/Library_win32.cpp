@@ -72,9 +72,7 @@ DynamicLibrary::DynamicLibrary(const std::string& path) : path_(path) {
     native_ = reinterpret_cast<void*>(module);
 }
 
-DynamicLibrary::~DynamicLibrary() {
-    close();
-}
+DynamicLibrary::~DynamicLibrary() { close(); }
 
 DynamicLibrary::DynamicLibrary(DynamicLibrary&& other) noexcept
     : path_(std::move(other.path_)), native_(std::exchange(other.native_, nullptr)) {}

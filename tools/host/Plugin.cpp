@@ -2,6 +2,7 @@
 
 #include "Error.h"
 #include "Host.h"
+#include "Instance.h"
 
 #include "ofx/ofxImageEffect.h"
 
@@ -23,9 +24,9 @@ Function functionFrom(void* address) {
     return f;
 }
 
-std::string text(const char* s) {
-    return s != nullptr ? s : "";
-}
+thread_local std::vector<std::string> tlsActions;
+
+std::string text(const char* s) { return s != nullptr ? s : ""; }
 
 fs::path fromUtf8(const std::string& s) {
 #if defined(__cpp_char8_t)
@@ -54,9 +55,7 @@ Plugin::Plugin(PluginLibrary& library, int index, const OfxPlugin* record)
       apiVersion_(record->apiVersion), versionMajor_(record->pluginVersionMajor),
       versionMinor_(record->pluginVersionMinor) {}
 
-Plugin::~Plugin() {
-    detachHost();
-}
+Plugin::~Plugin() { detachHost(); }
 
 std::string Plugin::whyUnusable() const {
     const std::string who = "plug-in " + std::to_string(index_) + " ('" + identifier_ + "') of '" +
@@ -151,11 +150,65 @@ OfxStatus Plugin::action(const char* name, const void* handle, PropertySet* inAr
         throw Error(problem);
     }
     Host::CurrentScope scope(host_);
+    tlsActions.push_back(text(name));
     const OfxStatus status =
         record_->mainEntry(name, handle, inArgs != nullptr ? inArgs->handle() : nullptr,
                            outArgs != nullptr ? outArgs->handle() : nullptr);
+    tlsActions.pop_back();
     host_->recordAction({identifier_, text(name), handle, status});
     return status;
+}
+
+std::string Plugin::actionInProgress() {
+    return tlsActions.empty() ? std::string() : tlsActions.back();
+}
+
+std::unique_ptr<EffectInstance> Plugin::createInstance(const std::string& context,
+                                                       OfxStatus* status) {
+    requireHost(kOfxActionCreateInstance);
+    if (!loaded_) {
+        throw Error("cannot create an instance of plug-in '" + identifier_ + "': it is not loaded");
+    }
+    EffectDescriptor* descriptor = contextDescriptor(context);
+    if (descriptor == nullptr) {
+        throw Error("cannot create an instance of plug-in '" + identifier_ + "' in context '" +
+                    context + "': describeInContext has not run for it");
+    }
+    if (host_->config().loadPerInstance) {
+        const OfxStatus loadStatus = action(kOfxActionLoad);
+        if (loadStatus != kOfxStatOK && loadStatus != kOfxStatReplyDefault) {
+            if (status != nullptr) {
+                *status = loadStatus;
+            }
+            return nullptr;
+        }
+    }
+    auto instance = std::make_unique<EffectInstance>(*this, *descriptor);
+    {
+        std::lock_guard<std::mutex> lock(instancesMutex_);
+        instances_.insert(instance.get());
+    }
+    const OfxStatus st = action(kOfxActionCreateInstance, instance->handle());
+    if (status != nullptr) {
+        *status = st;
+    }
+    if (st != kOfxStatOK && st != kOfxStatReplyDefault) {
+        // A refused instance never existed for the plug-in: no destroy.
+        forgetInstance(instance.get());
+        instance->abandon();
+        return nullptr;
+    }
+    return instance;
+}
+
+std::size_t Plugin::liveInstances() const {
+    std::lock_guard<std::mutex> lock(instancesMutex_);
+    return instances_.size();
+}
+
+void Plugin::forgetInstance(EffectInstance* instance) {
+    std::lock_guard<std::mutex> lock(instancesMutex_);
+    instances_.erase(instance);
 }
 
 EffectDescriptor* Plugin::contextDescriptor(const std::string& context) const {
@@ -174,6 +227,16 @@ std::vector<std::string> Plugin::describedContexts() const {
 void Plugin::detachHost() noexcept {
     if (host_ == nullptr) {
         return;
+    }
+    // Instances still alive are destroyed for the plug-in before it unloads;
+    // their owners keep inert objects.
+    std::set<EffectInstance*> instances;
+    {
+        std::lock_guard<std::mutex> lock(instancesMutex_);
+        instances = instances_;
+    }
+    for (EffectInstance* instance : instances) {
+        instance->destroy();
     }
     if (loaded_) {
         try {

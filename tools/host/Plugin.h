@@ -8,6 +8,8 @@
 
 #include <map>
 #include <memory>
+#include <mutex>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -16,6 +18,7 @@ namespace ofxhost {
 
 class Host;
 class PluginLibrary;
+class EffectInstance;
 
 // One plug-in record of a binary, and its session with a host: load binds it
 // to a host, the other actions go to that host's suites until unload (or
@@ -57,6 +60,20 @@ public:
     OfxStatus action(const char* name, const void* handle = nullptr, PropertySet* inArgs = nullptr,
                      PropertySet* outArgs = nullptr);
 
+    // An instance of the effect in `context` (described first), with the
+    // host's project settings; sends OfxActionCreateInstance (after
+    // OfxActionLoad again when the host's config says loadPerInstance).
+    // Null when the plug-in refuses, with its status in *status. Throws
+    // ofxhost::Error when the plug-in is not loaded or the context was not
+    // described.
+    std::unique_ptr<EffectInstance> createInstance(const std::string& context,
+                                                   OfxStatus* status = nullptr);
+    std::size_t liveInstances() const;
+    // Called by an instance as it goes.
+    void forgetInstance(EffectInstance* instance);
+    // The action being sent on this thread ("" outside any).
+    static std::string actionInProgress();
+
     bool loaded() const { return loaded_; }
     Host* host() const { return host_; }
     // Null until describe() / describeInContext(context) have run.
@@ -83,6 +100,8 @@ private:
     bool loaded_ = false;
     std::unique_ptr<EffectDescriptor> descriptor_;
     std::map<std::string, std::unique_ptr<EffectDescriptor>> contexts_;
+    mutable std::mutex instancesMutex_;
+    std::set<EffectInstance*> instances_;
 };
 
 // A plug-in binary opened by the OS loader, with its plug-in records.

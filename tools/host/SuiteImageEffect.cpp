@@ -1,6 +1,5 @@
-// The image effect, parameter, interact and OpenGL render suites. Descriptor
-// calls are served; calls that need an instance or images answer
-// kOfxStatErrUnsupported after checking their handle.
+// The image effect, interact and OpenGL render suites. Descriptor and
+// instance handles are both served; images come from the instance's clips.
 
 #include "Suites.h"
 
@@ -9,44 +8,70 @@ namespace detail {
 
 namespace {
 
-template <typename Object>
-Host* hostOf(Object* object) {
-    return object != nullptr ? &object->host() : Host::current();
-}
-
 // --- image effect suite ------------------------------------------------------
 
+// The host of an effect handle, descriptor or instance.
+Host* effectHost(const void* handle) {
+    if (EffectDescriptor* d = EffectDescriptor::fromHandle(handle)) {
+        return &d->host();
+    }
+    if (EffectInstance* i = EffectInstance::fromHandle(handle)) {
+        return &i->host();
+    }
+    return Host::current();
+}
+
+Host* clipHost(const void* handle) {
+    if (ClipDescriptor* d = ClipDescriptor::fromHandle(handle)) {
+        return &d->host();
+    }
+    if (ClipInstance* c = ClipInstance::fromHandle(handle)) {
+        return &c->effect().host();
+    }
+    return Host::current();
+}
+
 OfxStatus getPropertySet(OfxImageEffectHandle effect, OfxPropertySetHandle* props) {
-    EffectDescriptor* d = EffectDescriptor::fromHandle(effect);
-    OFXHOST_INJECT(hostOf(d), "OfxImageEffectSuite.getPropertySet");
-    if (d == nullptr) {
+    OFXHOST_INJECT(effectHost(effect), "OfxImageEffectSuite.getPropertySet");
+    PropertySet* set = nullptr;
+    if (EffectDescriptor* d = EffectDescriptor::fromHandle(effect)) {
+        set = &d->properties();
+    } else if (EffectInstance* i = EffectInstance::fromHandle(effect)) {
+        set = &i->properties();
+    } else {
         return kOfxStatErrBadHandle;
     }
     if (props == nullptr) {
         return kOfxStatErrValue;
     }
-    *props = d->properties().handle();
+    *props = set->handle();
     return kOfxStatOK;
 }
 
 OfxStatus getParamSet(OfxImageEffectHandle effect, OfxParamSetHandle* paramSet) {
-    EffectDescriptor* d = EffectDescriptor::fromHandle(effect);
-    OFXHOST_INJECT(hostOf(d), "OfxImageEffectSuite.getParamSet");
-    if (d == nullptr) {
+    OFXHOST_INJECT(effectHost(effect), "OfxImageEffectSuite.getParamSet");
+    OfxParamSetHandle handle = nullptr;
+    if (EffectDescriptor* d = EffectDescriptor::fromHandle(effect)) {
+        handle = d->params().handle();
+    } else if (EffectInstance* i = EffectInstance::fromHandle(effect)) {
+        handle = i->params().handle();
+    } else {
         return kOfxStatErrBadHandle;
     }
     if (paramSet == nullptr) {
         return kOfxStatErrValue;
     }
-    *paramSet = d->params().handle();
+    *paramSet = handle;
     return kOfxStatOK;
 }
 
 OfxStatus clipDefine(OfxImageEffectHandle effect, const char* name, OfxPropertySetHandle* props) {
+    OFXHOST_INJECT(effectHost(effect), "OfxImageEffectSuite.clipDefine");
     EffectDescriptor* d = EffectDescriptor::fromHandle(effect);
-    OFXHOST_INJECT(hostOf(d), "OfxImageEffectSuite.clipDefine");
     if (d == nullptr) {
-        return kOfxStatErrBadHandle;
+        // Instances have the clips their context descriptor defined.
+        return EffectInstance::fromHandle(effect) != nullptr ? kOfxStatErrUnsupported
+                                                             : kOfxStatErrBadHandle;
     }
     ClipDescriptor* clip = nullptr;
     const OfxStatus st = d->defineClip(name, &clip);
@@ -58,87 +83,152 @@ OfxStatus clipDefine(OfxImageEffectHandle effect, const char* name, OfxPropertyS
 
 OfxStatus clipGetHandle(OfxImageEffectHandle effect, const char* name, OfxImageClipHandle* clip,
                         OfxPropertySetHandle* props) {
-    EffectDescriptor* d = EffectDescriptor::fromHandle(effect);
-    OFXHOST_INJECT(hostOf(d), "OfxImageEffectSuite.clipGetHandle");
-    if (d == nullptr) {
+    OFXHOST_INJECT(effectHost(effect), "OfxImageEffectSuite.clipGetHandle");
+    OfxImageClipHandle handle = nullptr;
+    PropertySet* set = nullptr;
+    if (EffectDescriptor* d = EffectDescriptor::fromHandle(effect)) {
+        if (ClipDescriptor* c = name != nullptr ? d->clip(name) : nullptr) {
+            handle = c->handle();
+            set = &c->properties();
+        }
+    } else if (EffectInstance* i = EffectInstance::fromHandle(effect)) {
+        if (ClipInstance* c = name != nullptr ? i->findClip(name) : nullptr) {
+            handle = c->handle();
+            set = &c->properties();
+        }
+    } else {
         return kOfxStatErrBadHandle;
     }
-    ClipDescriptor* c = name != nullptr ? d->clip(name) : nullptr;
-    if (c == nullptr) {
+    if (handle == nullptr) {
         return kOfxStatErrUnknown;
     }
     if (clip != nullptr) {
-        *clip = c->handle();
+        *clip = handle;
     }
     if (props != nullptr) {
-        *props = c->properties().handle();
+        *props = set->handle();
     }
     return kOfxStatOK;
 }
 
 OfxStatus clipGetPropertySet(OfxImageClipHandle clip, OfxPropertySetHandle* props) {
-    ClipDescriptor* c = ClipDescriptor::fromHandle(clip);
-    OFXHOST_INJECT(hostOf(c), "OfxImageEffectSuite.clipGetPropertySet");
-    if (c == nullptr) {
+    OFXHOST_INJECT(clipHost(clip), "OfxImageEffectSuite.clipGetPropertySet");
+    PropertySet* set = nullptr;
+    if (ClipDescriptor* d = ClipDescriptor::fromHandle(clip)) {
+        set = &d->properties();
+    } else if (ClipInstance* c = ClipInstance::fromHandle(clip)) {
+        set = &c->properties();
+    } else {
         return kOfxStatErrBadHandle;
     }
     if (props == nullptr) {
         return kOfxStatErrValue;
     }
-    *props = c->properties().handle();
+    *props = set->handle();
     return kOfxStatOK;
 }
 
-OfxStatus clipGetImage(OfxImageClipHandle clip, OfxTime, const OfxRectD*,
+OfxStatus clipGetImage(OfxImageClipHandle clip, OfxTime time, const OfxRectD* region,
                        OfxPropertySetHandle* image) {
-    ClipDescriptor* c = ClipDescriptor::fromHandle(clip);
-    OFXHOST_INJECT(hostOf(c), "OfxImageEffectSuite.clipGetImage");
     if (image != nullptr) {
         *image = nullptr;
     }
-    return c == nullptr ? kOfxStatErrBadHandle : kOfxStatErrUnsupported;
+    OFXHOST_INJECT(clipHost(clip), "OfxImageEffectSuite.clipGetImage");
+    if (ClipInstance* c = ClipInstance::fromHandle(clip)) {
+        return c->effect().getImage(*c, time, region, image);
+    }
+    // A descriptor has no frames.
+    return ClipDescriptor::fromHandle(clip) != nullptr ? kOfxStatErrUnsupported
+                                                       : kOfxStatErrBadHandle;
 }
 
 OfxStatus clipReleaseImage(OfxPropertySetHandle image) {
-    OFXHOST_INJECT(Host::current(), "OfxImageEffectSuite.clipReleaseImage");
-    return PropertySet::fromHandle(image) == nullptr ? kOfxStatErrBadHandle
-                                                     : kOfxStatErrUnsupported;
+    PropertySet* set = PropertySet::fromHandle(image);
+    OFXHOST_INJECT(set != nullptr && set->owner() != nullptr ? set->owner() : Host::current(),
+                   "OfxImageEffectSuite.clipReleaseImage");
+    return EffectInstance::releaseImage(image);
 }
 
-OfxStatus clipGetRegionOfDefinition(OfxImageClipHandle clip, OfxTime, OfxRectD*) {
-    ClipDescriptor* c = ClipDescriptor::fromHandle(clip);
-    OFXHOST_INJECT(hostOf(c), "OfxImageEffectSuite.clipGetRegionOfDefinition");
-    return c == nullptr ? kOfxStatErrBadHandle : kOfxStatErrUnsupported;
-}
-
-int abortRender(OfxImageEffectHandle) {
-    return 0;
-}
-
-OfxStatus imageMemoryAlloc(OfxImageEffectHandle, size_t, OfxImageMemoryHandle* memory) {
-    OFXHOST_INJECT(Host::current(), "OfxImageEffectSuite.imageMemoryAlloc");
-    if (memory != nullptr) {
-        *memory = nullptr;
+OfxStatus clipGetRegionOfDefinition(OfxImageClipHandle clip, OfxTime time, OfxRectD* rod) {
+    OFXHOST_INJECT(clipHost(clip), "OfxImageEffectSuite.clipGetRegionOfDefinition");
+    if (ClipInstance* c = ClipInstance::fromHandle(clip)) {
+        return c->effect().regionOfDefinition(*c, time, rod);
     }
-    return kOfxStatErrUnsupported;
+    return ClipDescriptor::fromHandle(clip) != nullptr ? kOfxStatErrUnsupported
+                                                       : kOfxStatErrBadHandle;
 }
 
-OfxStatus imageMemoryFree(OfxImageMemoryHandle) {
-    OFXHOST_INJECT(Host::current(), "OfxImageEffectSuite.imageMemoryFree");
-    return kOfxStatErrUnsupported;
+int abortRender(OfxImageEffectHandle effect) {
+    EffectInstance* i = EffectInstance::fromHandle(effect);
+    return i != nullptr ? i->abortQuery() : 0;
 }
 
-OfxStatus imageMemoryLock(OfxImageMemoryHandle, void** ptr) {
-    OFXHOST_INJECT(Host::current(), "OfxImageEffectSuite.imageMemoryLock");
+OfxStatus imageMemoryAlloc(OfxImageEffectHandle effect, size_t bytes,
+                           OfxImageMemoryHandle* memory) {
+    Host* host = effectHost(effect);
+    OFXHOST_INJECT(host, "OfxImageEffectSuite.imageMemoryAlloc");
+    if (memory == nullptr) {
+        return kOfxStatErrValue;
+    }
+    *memory = nullptr;
+    // The effect handle is optional; when given it must be one of ours.
+    if (effect != nullptr && EffectInstance::fromHandle(effect) == nullptr &&
+        EffectDescriptor::fromHandle(effect) == nullptr) {
+        return kOfxStatErrBadHandle;
+    }
+    if (host == nullptr) {
+        return kOfxStatFailed;
+    }
+    ImageMemoryBlock* block = host->allocateImageMemory(bytes);
+    if (block == nullptr) {
+        return kOfxStatErrMemory;
+    }
+    *memory = reinterpret_cast<OfxImageMemoryHandle>(block);
+    return kOfxStatOK;
+}
+
+Host* memoryHost(ImageMemoryBlock* block) {
+    return block != nullptr ? block->owner : Host::current();
+}
+
+OfxStatus imageMemoryFree(OfxImageMemoryHandle memory) {
+    ImageMemoryBlock* block = Host::imageMemory(memory);
+    OFXHOST_INJECT(memoryHost(block), "OfxImageEffectSuite.imageMemoryFree");
+    if (block == nullptr || !block->owner->freeImageMemory(block)) {
+        return kOfxStatErrBadHandle;
+    }
+    return kOfxStatOK;
+}
+
+OfxStatus imageMemoryLock(OfxImageMemoryHandle memory, void** ptr) {
+    ImageMemoryBlock* block = Host::imageMemory(memory);
+    OFXHOST_INJECT(memoryHost(block), "OfxImageEffectSuite.imageMemoryLock");
     if (ptr != nullptr) {
         *ptr = nullptr;
     }
-    return kOfxStatErrUnsupported;
+    if (block == nullptr) {
+        return kOfxStatErrBadHandle;
+    }
+    if (ptr == nullptr) {
+        return kOfxStatErrValue;
+    }
+    ++block->locks;
+    *ptr = block->data;
+    return kOfxStatOK;
 }
 
-OfxStatus imageMemoryUnlock(OfxImageMemoryHandle) {
-    OFXHOST_INJECT(Host::current(), "OfxImageEffectSuite.imageMemoryUnlock");
-    return kOfxStatErrUnsupported;
+OfxStatus imageMemoryUnlock(OfxImageMemoryHandle memory) {
+    ImageMemoryBlock* block = Host::imageMemory(memory);
+    OFXHOST_INJECT(memoryHost(block), "OfxImageEffectSuite.imageMemoryUnlock");
+    if (block == nullptr) {
+        return kOfxStatErrBadHandle;
+    }
+    // An unlock without a lock is the plug-in's bookkeeping error.
+    if (block->locks == 0) {
+        return kOfxStatFailed;
+    }
+    --block->locks;
+    return kOfxStatOK;
 }
 
 const OfxImageEffectSuiteV1 kImageEffectSuite = {
@@ -146,135 +236,6 @@ const OfxImageEffectSuiteV1 kImageEffectSuite = {
     clipGetPropertySet, clipGetImage,     clipReleaseImage, clipGetRegionOfDefinition,
     abortRender,        imageMemoryAlloc, imageMemoryFree,  imageMemoryLock,
     imageMemoryUnlock,
-};
-
-// --- parameter suite -----------------------------------------------------------
-
-OfxStatus paramDefine(OfxParamSetHandle paramSet, const char* type, const char* name,
-                      OfxPropertySetHandle* props) {
-    ParamSet* set = ParamSet::fromHandle(paramSet);
-    OFXHOST_INJECT(hostOf(set), "OfxParameterSuite.paramDefine");
-    if (set == nullptr) {
-        return kOfxStatErrBadHandle;
-    }
-    ParamDescriptor* param = nullptr;
-    const OfxStatus st = set->define(type, name, &param);
-    if (st == kOfxStatOK && props != nullptr) {
-        *props = param->properties().handle();
-    }
-    return st;
-}
-
-OfxStatus paramGetHandle(OfxParamSetHandle paramSet, const char* name, OfxParamHandle* param,
-                         OfxPropertySetHandle* props) {
-    ParamSet* set = ParamSet::fromHandle(paramSet);
-    OFXHOST_INJECT(hostOf(set), "OfxParameterSuite.paramGetHandle");
-    if (set == nullptr) {
-        return kOfxStatErrBadHandle;
-    }
-    ParamDescriptor* p = name != nullptr ? set->find(name) : nullptr;
-    if (p == nullptr) {
-        return kOfxStatErrUnknown;
-    }
-    if (param != nullptr) {
-        *param = p->handle();
-    }
-    if (props != nullptr) {
-        *props = p->properties().handle();
-    }
-    return kOfxStatOK;
-}
-
-OfxStatus paramSetGetPropertySet(OfxParamSetHandle paramSet, OfxPropertySetHandle* props) {
-    ParamSet* set = ParamSet::fromHandle(paramSet);
-    OFXHOST_INJECT(hostOf(set), "OfxParameterSuite.paramSetGetPropertySet");
-    if (set == nullptr) {
-        return kOfxStatErrBadHandle;
-    }
-    if (props == nullptr) {
-        return kOfxStatErrValue;
-    }
-    *props = set->properties().handle();
-    return kOfxStatOK;
-}
-
-OfxStatus paramGetPropertySet(OfxParamHandle param, OfxPropertySetHandle* props) {
-    ParamDescriptor* p = ParamDescriptor::fromHandle(param);
-    OFXHOST_INJECT(hostOf(p), "OfxParameterSuite.paramGetPropertySet");
-    if (p == nullptr) {
-        return kOfxStatErrBadHandle;
-    }
-    if (props == nullptr) {
-        return kOfxStatErrValue;
-    }
-    *props = p->properties().handle();
-    return kOfxStatOK;
-}
-
-// Value and key-frame calls need parameter instances, which descriptors are
-// not: a good handle gets kOfxStatErrUnsupported.
-OfxStatus unsupportedOnParam(OfxParamHandle param, const char* call) {
-    ParamDescriptor* p = ParamDescriptor::fromHandle(param);
-    OFXHOST_INJECT(hostOf(p), call);
-    return p == nullptr ? kOfxStatErrBadHandle : kOfxStatErrUnsupported;
-}
-
-OfxStatus paramGetValue(OfxParamHandle h, ...) {
-    return unsupportedOnParam(h, "OfxParameterSuite.paramGetValue");
-}
-OfxStatus paramGetValueAtTime(OfxParamHandle h, OfxTime, ...) {
-    return unsupportedOnParam(h, "OfxParameterSuite.paramGetValueAtTime");
-}
-OfxStatus paramGetDerivative(OfxParamHandle h, OfxTime, ...) {
-    return unsupportedOnParam(h, "OfxParameterSuite.paramGetDerivative");
-}
-OfxStatus paramGetIntegral(OfxParamHandle h, OfxTime, OfxTime, ...) {
-    return unsupportedOnParam(h, "OfxParameterSuite.paramGetIntegral");
-}
-OfxStatus paramSetValue(OfxParamHandle h, ...) {
-    return unsupportedOnParam(h, "OfxParameterSuite.paramSetValue");
-}
-OfxStatus paramSetValueAtTime(OfxParamHandle h, OfxTime, ...) {
-    return unsupportedOnParam(h, "OfxParameterSuite.paramSetValueAtTime");
-}
-OfxStatus paramGetNumKeys(OfxParamHandle h, unsigned int*) {
-    return unsupportedOnParam(h, "OfxParameterSuite.paramGetNumKeys");
-}
-OfxStatus paramGetKeyTime(OfxParamHandle h, unsigned int, OfxTime*) {
-    return unsupportedOnParam(h, "OfxParameterSuite.paramGetKeyTime");
-}
-OfxStatus paramGetKeyIndex(OfxParamHandle h, OfxTime, int, int*) {
-    return unsupportedOnParam(h, "OfxParameterSuite.paramGetKeyIndex");
-}
-OfxStatus paramDeleteKey(OfxParamHandle h, OfxTime) {
-    return unsupportedOnParam(h, "OfxParameterSuite.paramDeleteKey");
-}
-OfxStatus paramDeleteAllKeys(OfxParamHandle h) {
-    return unsupportedOnParam(h, "OfxParameterSuite.paramDeleteAllKeys");
-}
-OfxStatus paramCopy(OfxParamHandle to, OfxParamHandle from, OfxTime, const OfxRangeD*) {
-    if (ParamDescriptor::fromHandle(from) == nullptr) {
-        return kOfxStatErrBadHandle;
-    }
-    return unsupportedOnParam(to, "OfxParameterSuite.paramCopy");
-}
-OfxStatus paramEditBegin(OfxParamSetHandle paramSet, const char*) {
-    ParamSet* set = ParamSet::fromHandle(paramSet);
-    OFXHOST_INJECT(hostOf(set), "OfxParameterSuite.paramEditBegin");
-    return set == nullptr ? kOfxStatErrBadHandle : kOfxStatErrUnsupported;
-}
-OfxStatus paramEditEnd(OfxParamSetHandle paramSet) {
-    ParamSet* set = ParamSet::fromHandle(paramSet);
-    OFXHOST_INJECT(hostOf(set), "OfxParameterSuite.paramEditEnd");
-    return set == nullptr ? kOfxStatErrBadHandle : kOfxStatErrUnsupported;
-}
-
-const OfxParameterSuiteV1 kParameterSuite = {
-    paramDefine,      paramGetHandle,      paramSetGetPropertySet, paramGetPropertySet,
-    paramGetValue,    paramGetValueAtTime, paramGetDerivative,     paramGetIntegral,
-    paramSetValue,    paramSetValueAtTime, paramGetNumKeys,        paramGetKeyTime,
-    paramGetKeyIndex, paramDeleteKey,      paramDeleteAllKeys,     paramCopy,
-    paramEditBegin,   paramEditEnd,
 };
 
 // --- interact suite: no interacts in this host -------------------------------
@@ -322,18 +283,9 @@ const OfxImageEffectOpenGLRenderSuiteV1 kOpenGLSuite = {clipLoadTexture, clipFre
 
 } // namespace
 
-const OfxImageEffectSuiteV1* imageEffectSuite() {
-    return &kImageEffectSuite;
-}
-const OfxParameterSuiteV1* parameterSuite() {
-    return &kParameterSuite;
-}
-const OfxInteractSuiteV1* interactSuite() {
-    return &kInteractSuite;
-}
-const OfxImageEffectOpenGLRenderSuiteV1* openGLSuite() {
-    return &kOpenGLSuite;
-}
+const OfxImageEffectSuiteV1* imageEffectSuite() { return &kImageEffectSuite; }
+const OfxInteractSuiteV1* interactSuite() { return &kInteractSuite; }
+const OfxImageEffectOpenGLRenderSuiteV1* openGLSuite() { return &kOpenGLSuite; }
 
 } // namespace detail
 } // namespace ofxhost

@@ -13,6 +13,18 @@ Host* hostFor(const void* handle) noexcept {
     if (EffectDescriptor* e = EffectDescriptor::fromHandle(handle)) {
         return &e->host();
     }
+    if (EffectInstance* i = EffectInstance::fromHandle(handle)) {
+        return &i->host();
+    }
+    if (ClipInstance* ci = ClipInstance::fromHandle(handle)) {
+        return &ci->effect().host();
+    }
+    if (InstanceParamSet* is = InstanceParamSet::fromHandle(handle)) {
+        return &is->effect().host();
+    }
+    if (ParamInstance* pi = ParamInstance::fromHandle(handle)) {
+        return &pi->effect().host();
+    }
     if (ClipDescriptor* c = ClipDescriptor::fromHandle(handle)) {
         return &c->host();
     }
@@ -34,7 +46,8 @@ Host* hostFor(const void* handle) noexcept {
 namespace {
 
 bool isEffect(const void* handle) {
-    return EffectDescriptor::fromHandle(handle) != nullptr;
+    return EffectDescriptor::fromHandle(handle) != nullptr ||
+           EffectInstance::fromHandle(handle) != nullptr;
 }
 
 std::string format(const char* fmt, va_list args) {
@@ -207,21 +220,11 @@ const OfxProgressSuiteV2 kProgressSuiteV2 = {progressStartV2, progressUpdateV2, 
 
 } // namespace
 
-const OfxMemorySuiteV1* memorySuite() {
-    return &kMemorySuite;
-}
-const OfxMessageSuiteV1* messageSuiteV1() {
-    return &kMessageSuiteV1;
-}
-const OfxMessageSuiteV2* messageSuiteV2() {
-    return &kMessageSuiteV2;
-}
-const OfxProgressSuiteV1* progressSuiteV1() {
-    return &kProgressSuiteV1;
-}
-const OfxProgressSuiteV2* progressSuiteV2() {
-    return &kProgressSuiteV2;
-}
+const OfxMemorySuiteV1* memorySuite() { return &kMemorySuite; }
+const OfxMessageSuiteV1* messageSuiteV1() { return &kMessageSuiteV1; }
+const OfxMessageSuiteV2* messageSuiteV2() { return &kMessageSuiteV2; }
+const OfxProgressSuiteV1* progressSuiteV1() { return &kProgressSuiteV1; }
+const OfxProgressSuiteV2* progressSuiteV2() { return &kProgressSuiteV2; }
 
 const void* findSuite(std::string_view name, int version) {
     if (version == 1) {

@@ -139,9 +139,7 @@ OfxStatus multiThreadIndex(unsigned int* threadIndex) {
     return kOfxStatOK;
 }
 
-int multiThreadIsSpawnedThread() {
-    return tlsSpawned ? 1 : 0;
-}
+int multiThreadIsSpawnedThread() { return tlsSpawned ? 1 : 0; }
 
 OfxStatus mutexCreate(OfxMutexHandle* mutex, int lockCount) {
     Host* host = Host::current();
@@ -208,13 +206,9 @@ const OfxMultiThreadSuiteV1 kMultiThreadSuite = {
 
 } // namespace
 
-const OfxMultiThreadSuiteV1* multiThreadSuite() {
-    return &kMultiThreadSuite;
-}
+const OfxMultiThreadSuiteV1* multiThreadSuite() { return &kMultiThreadSuite; }
 
-void destroyMutex(void* mutex) noexcept {
-    delete static_cast<HostMutex*>(mutex);
-}
+void destroyMutex(void* mutex) noexcept { delete static_cast<HostMutex*>(mutex); }
 
 } // namespace detail
 } // namespace ofxhost

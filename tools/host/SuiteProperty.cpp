@@ -78,9 +78,7 @@ OfxStatus propGetDoubleN(OfxPropertySetHandle h, const char* p, int n, double* v
 OfxStatus propGetIntN(OfxPropertySetHandle h, const char* p, int n, int* v) {
     OFXHOST_PROP_CALL(propGetIntN, h, p, n, v);
 }
-OfxStatus propReset(OfxPropertySetHandle h, const char* p) {
-    OFXHOST_PROP_CALL(propReset, h, p);
-}
+OfxStatus propReset(OfxPropertySetHandle h, const char* p) { OFXHOST_PROP_CALL(propReset, h, p); }
 OfxStatus propGetDimension(OfxPropertySetHandle h, const char* p, int* n) {
     OFXHOST_PROP_CALL(propGetDimension, h, p, n);
 }
@@ -96,9 +94,7 @@ const OfxPropertySuiteV1 kPropertySuite = {
 
 } // namespace
 
-const OfxPropertySuiteV1* propertySuite() {
-    return &kPropertySuite;
-}
+const OfxPropertySuiteV1* propertySuite() { return &kPropertySuite; }
 
 } // namespace detail
 } // namespace ofxhost

@@ -3,6 +3,7 @@
 // Internal to the host library: the C suite tables and what they share.
 
 #include "Host.h"
+#include "Instance.h"
 
 namespace ofxhost {
 namespace detail {

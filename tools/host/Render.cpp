@@ -1,0 +1,490 @@
+// Images handed to the plug-in, and the render driver: the actions a host
+// sends to render one frame, in the order hosts send them.
+
+#include "Instance.h"
+
+#include "Error.h"
+#include "Host.h"
+#include "Plugin.h"
+#include "PropertySchema.h"
+
+#include <cmath>
+#include <cstdio>
+#include <unordered_map>
+
+namespace ofxhost {
+
+// What the images and calls of one render in progress see.
+struct RenderContext {
+    EffectInstance* instance = nullptr;
+    std::shared_ptr<ImageBuffer> output;
+    OfxPointD renderScale{1.0, 1.0};
+    std::string field = kOfxImageFieldNone;
+    std::optional<OfxRectD> regionOfDefinition;
+};
+
+namespace {
+
+thread_local RenderContext* tlsRender = nullptr;
+
+} // namespace
+
+// Makes a render context the one of this thread and of its instance.
+struct RenderScope {
+    RenderScope(EffectInstance& instance, RenderContext& context)
+        : instance_(instance), context_(context), previous_(tlsRender) {
+        tlsRender = &context;
+        std::lock_guard<std::mutex> lock(instance_.mutex_);
+        instance_.renders_.insert(&context);
+    }
+    ~RenderScope() {
+        tlsRender = previous_;
+        std::lock_guard<std::mutex> lock(instance_.mutex_);
+        instance_.renders_.erase(&context_);
+    }
+    RenderScope(const RenderScope&) = delete;
+    RenderScope& operator=(const RenderScope&) = delete;
+
+private:
+    EffectInstance& instance_;
+    RenderContext& context_;
+    RenderContext* previous_;
+};
+
+namespace {
+
+std::string uniqueId(const std::string& clip, OfxTime time, const void* data) {
+    char buffer[96];
+    std::snprintf(buffer, sizeof buffer, "@%.6g:%p", time, data);
+    return clip + buffer;
+}
+
+bool failed(OfxStatus st) { return st != kOfxStatOK && st != kOfxStatReplyDefault; }
+
+} // namespace
+
+RenderContext* EffectInstance::renderFor() const {
+    if (tlsRender != nullptr && tlsRender->instance == this) {
+        return tlsRender;
+    }
+    // A worker thread of the multi-thread suite: the render, if only one.
+    std::lock_guard<std::mutex> lock(mutex_);
+    return renders_.size() == 1 ? *renders_.begin() : nullptr;
+}
+
+OfxRectD EffectInstance::canonical(const OfxRectI& r, OfxPointD scale) const {
+    const double par = props_.getDouble(kOfxImageEffectPropProjectPixelAspectRatio);
+    return {r.x1 * par / scale.x, r.y1 / scale.y, r.x2 * par / scale.x, r.y2 / scale.y};
+}
+
+OfxRectI EffectInstance::toPixels(const OfxRectD& r, OfxPointD scale) const {
+    const double par = props_.getDouble(kOfxImageEffectPropProjectPixelAspectRatio);
+    return {static_cast<int>(std::floor(r.x1 * scale.x / par)),
+            static_cast<int>(std::floor(r.y1 * scale.y)),
+            static_cast<int>(std::ceil(r.x2 * scale.x / par)),
+            static_cast<int>(std::ceil(r.y2 * scale.y))};
+}
+
+OfxRectD EffectInstance::defaultRegionOfDefinition(OfxTime time) const {
+    // Filter and general effects default to their source's region; without
+    // one, the project's extent.
+    ClipInstance* source = findClip(kOfxImageEffectSimpleSourceClipName);
+    if (source != nullptr && source->connected()) {
+        if (FrameProvider frames = source->frames()) {
+            if (auto desc = frames(time)) {
+                const RenderContext* rc = renderFor();
+                return canonical(desc->rod(), rc != nullptr ? rc->renderScale : OfxPointD{1, 1});
+            }
+        }
+    }
+    const auto offset = props_.getDoubles(kOfxImageEffectPropProjectOffset);
+    const auto extent = props_.getDoubles(kOfxImageEffectPropProjectExtent);
+    return {offset[0], offset[1], extent[0], extent[1]};
+}
+
+OfxStatus EffectInstance::regionOfDefinition(ClipInstance& clip, OfxTime time, OfxRectD* rod) {
+    if (rod == nullptr) {
+        return kOfxStatErrValue;
+    }
+    *rod = {0.0, 0.0, 0.0, 0.0};
+    if (clip.isOutput()) {
+        const RenderContext* rc = renderFor();
+        *rod = rc != nullptr && rc->regionOfDefinition ? *rc->regionOfDefinition
+                                                       : defaultRegionOfDefinition(time);
+        return kOfxStatOK;
+    }
+    FrameProvider frames = clip.frames();
+    if (!frames) {
+        return kOfxStatOK; // an unconnected clip defines nothing
+    }
+    const auto desc = frames(time);
+    if (!desc) {
+        return kOfxStatOK;
+    }
+    const RenderContext* rc = renderFor();
+    *rod = canonical(desc->rod(), rc != nullptr ? rc->renderScale : OfxPointD{1, 1});
+    return kOfxStatOK;
+}
+
+OfxStatus EffectInstance::getImage(ClipInstance& clip, OfxTime time, const OfxRectD* /*region*/,
+                                   OfxPropertySetHandle* image) {
+    if (image == nullptr) {
+        return kOfxStatErrValue;
+    }
+    *image = nullptr;
+    RenderContext* rc = renderFor();
+    ImageDesc desc;
+    std::shared_ptr<ImageBuffer> keepAlive;
+    if (clip.isOutput()) {
+        // Only a render has an output buffer to show.
+        if (rc == nullptr || rc->output == nullptr) {
+            return kOfxStatFailed;
+        }
+        keepAlive = rc->output;
+        desc = keepAlive->desc();
+        desc.premultiplication = clip.properties().getString(kOfxImageEffectPropPreMultiplication);
+        desc.pixelAspectRatio = clip.properties().getDouble(kOfxImagePropPixelAspectRatio);
+        if (rc->regionOfDefinition) {
+            desc.regionOfDefinition = toPixels(*rc->regionOfDefinition, rc->renderScale);
+        }
+    } else {
+        FrameProvider frames = clip.frames();
+        if (!frames) {
+            return kOfxStatFailed;
+        }
+        auto given = frames(time);
+        if (!given || given->data == nullptr) {
+            return kOfxStatFailed;
+        }
+        desc = std::move(*given);
+    }
+    auto props = std::make_unique<PropertySet>(schema::image(), &host_);
+    PropertySet& p = *props;
+    p.setPointer(kOfxImagePropData, desc.data);
+    const OfxRectI b = desc.bounds;
+    const OfxRectI r = desc.rod();
+    p.setInts(kOfxImagePropBounds, {b.x1, b.y1, b.x2, b.y2});
+    p.setInts(kOfxImagePropRegionOfDefinition, {r.x1, r.y1, r.x2, r.y2});
+    p.setInt(kOfxImagePropRowBytes, desc.rowBytes);
+    p.setString(kOfxImageEffectPropPixelDepth, desc.depth);
+    p.setString(kOfxImageEffectPropComponents, desc.components);
+    p.setString(kOfxImageEffectPropPreMultiplication, desc.premultiplication);
+    p.setDouble(kOfxImagePropPixelAspectRatio, desc.pixelAspectRatio);
+    const OfxPointD scale = rc != nullptr ? rc->renderScale : OfxPointD{1.0, 1.0};
+    p.setDoubles(kOfxImageEffectPropRenderScale, {scale.x, scale.y});
+    p.setString(kOfxImagePropField, rc != nullptr ? rc->field : desc.field);
+    p.setString(kOfxImagePropUniqueIdentifier, desc.uniqueIdentifier.empty()
+                                                   ? uniqueId(clip.name(), time, desc.data)
+                                                   : desc.uniqueIdentifier);
+    PropertySet* set = props.get();
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        images_.emplace(set, LiveImage{std::move(props), std::move(keepAlive)});
+        ++imagesFetched_;
+    }
+    registerImageOwner(set, this);
+    *image = set->handle();
+    return kOfxStatOK;
+}
+
+// --- the render driver ------------------------------------------------------------
+
+ClipPreferences EffectInstance::clipPreferences(RenderResult& result, bool& ok) {
+    PropertySet out("clip preferences", &host_);
+    for (const auto& c : clips_) {
+        const PropertySet& p = c->properties();
+        out.setString(kOfxImageClipPropComponents_ + c->name(),
+                      p.getString(kOfxImageEffectPropComponents));
+        out.setString(kOfxImageClipPropDepth_ + c->name(),
+                      p.getString(kOfxImageEffectPropPixelDepth));
+        out.setDouble(kOfxImageClipPropPAR_ + c->name(),
+                      p.getDouble(kOfxImagePropPixelAspectRatio));
+    }
+    ClipInstance* output = findClip(kOfxImageEffectOutputClipName);
+    out.setString(kOfxImageEffectPropPreMultiplication,
+                  output != nullptr
+                      ? output->properties().getString(kOfxImageEffectPropPreMultiplication)
+                      : std::string(kOfxImagePreMultiplied));
+    out.setDouble(kOfxImageEffectPropFrameRate, props_.getDouble(kOfxImageEffectPropFrameRate));
+    out.setInt(kOfxImageEffectFrameVarying, 0);
+    out.setInt(kOfxImageClipPropContinuousSamples, 0);
+    const OfxStatus st = action(kOfxImageEffectActionGetClipPreferences, nullptr, &out);
+    result.steps.push_back({kOfxImageEffectActionGetClipPreferences, st});
+    ok = !failed(st);
+    ClipPreferences prefs;
+    if (!ok) {
+        result.status = st;
+        return prefs;
+    }
+    for (const auto& c : clips_) {
+        prefs.components[c->name()] = out.getString(kOfxImageClipPropComponents_ + c->name());
+        prefs.depth[c->name()] = out.getString(kOfxImageClipPropDepth_ + c->name());
+        prefs.pixelAspectRatio[c->name()] = out.getDouble(kOfxImageClipPropPAR_ + c->name());
+    }
+    prefs.outputPremultiplication = out.getString(kOfxImageEffectPropPreMultiplication);
+    prefs.frameVarying = out.getInt(kOfxImageEffectFrameVarying) != 0;
+    prefs.continuousSamples = out.getInt(kOfxImageClipPropContinuousSamples) != 0;
+    if (st == kOfxStatOK && host_.config().render.honourClipPreferences) {
+        for (const auto& c : clips_) {
+            PropertySet& p = c->properties();
+            const std::string& depth = prefs.depth[c->name()];
+            const std::string& comps = prefs.components[c->name()];
+            if (bytesPerComponent(depth) > 0) {
+                p.setString(kOfxImageEffectPropPixelDepth, depth);
+            }
+            if (componentCount(comps) > 0) {
+                p.setString(kOfxImageEffectPropComponents, comps);
+            }
+            if (prefs.pixelAspectRatio[c->name()] > 0.0) {
+                p.setDouble(kOfxImagePropPixelAspectRatio, prefs.pixelAspectRatio[c->name()]);
+            }
+        }
+        if (output != nullptr) {
+            output->properties().setString(kOfxImageEffectPropPreMultiplication,
+                                           prefs.outputPremultiplication);
+            output->properties().setInt(kOfxImageClipPropContinuousSamples,
+                                        prefs.continuousSamples ? 1 : 0);
+        }
+    }
+    return prefs;
+}
+
+RenderResult EffectInstance::render(OfxTime time, std::optional<OfxRectI> renderWindow,
+                                    OfxPointD renderScale, const std::string& field) {
+    RenderRequest request;
+    request.time = time;
+    request.renderWindow = renderWindow;
+    request.renderScale = renderScale;
+    request.field = field;
+    return render(request);
+}
+
+RenderResult EffectInstance::render(const RenderRequest& request) {
+    const RenderBehaviour& behaviour = host_.config().render;
+    const OfxTime time = request.time;
+    const OfxPointD scale = request.renderScale;
+    RenderResult result;
+    RenderContext context;
+    context.instance = this;
+    context.renderScale = scale;
+    context.field = request.field;
+    setCurrentTime(time);
+    RenderScope scope(*this, context);
+
+    auto send = [&](const char* name, PropertySet* in, PropertySet* out) {
+        const OfxStatus st = action(name, in, out);
+        result.steps.push_back({name, st});
+        if (failed(st)) {
+            result.status = st;
+        }
+        return st;
+    };
+    auto scaleArg = [&](PropertySet& in) {
+        in.setDoubles(kOfxImageEffectPropRenderScale, {scale.x, scale.y});
+    };
+
+    if (behaviour.askClipPreferences) {
+        bool ok = true;
+        result.preferences = clipPreferences(result, ok);
+        if (!ok) {
+            return result;
+        }
+    }
+
+    // Region of definition.
+    {
+        PropertySet in("region of definition arguments", &host_);
+        in.setDouble(kOfxPropTime, time);
+        scaleArg(in);
+        PropertySet out("region of definition", &host_);
+        const OfxRectD fallback = defaultRegionOfDefinition(time);
+        out.setDoubles(kOfxImageEffectPropRegionOfDefinition,
+                       {fallback.x1, fallback.y1, fallback.x2, fallback.y2});
+        if (failed(send(kOfxImageEffectActionGetRegionOfDefinition, &in, &out))) {
+            return result;
+        }
+        const auto v = out.getDoubles(kOfxImageEffectPropRegionOfDefinition);
+        result.regionOfDefinition = v.size() == 4 ? OfxRectD{v[0], v[1], v[2], v[3]} : fallback;
+        context.regionOfDefinition = result.regionOfDefinition;
+    }
+    const OfxRectI window =
+        request.renderWindow.value_or(toPixels(result.regionOfDefinition, scale));
+    result.renderWindow = window;
+    const OfxRectD windowCanonical = canonical(window, scale);
+
+    // Regions of interest of every input.
+    {
+        PropertySet in("regions of interest arguments", &host_);
+        in.setDouble(kOfxPropTime, time);
+        scaleArg(in);
+        in.setDoubles(
+            kOfxImageEffectPropRegionOfInterest,
+            {windowCanonical.x1, windowCanonical.y1, windowCanonical.x2, windowCanonical.y2});
+        PropertySet out("regions of interest", &host_);
+        for (const auto& c : clips_) {
+            if (!c->isOutput()) {
+                out.setDoubles(kOfxImageClipPropRoI_ + c->name(),
+                               {windowCanonical.x1, windowCanonical.y1, windowCanonical.x2,
+                                windowCanonical.y2});
+            }
+        }
+        if (failed(send(kOfxImageEffectActionGetRegionsOfInterest, &in, &out))) {
+            return result;
+        }
+        for (const auto& c : clips_) {
+            if (!c->isOutput()) {
+                const auto v = out.getDoubles(kOfxImageClipPropRoI_ + c->name());
+                if (v.size() == 4) {
+                    result.regionsOfInterest[c->name()] = {v[0], v[1], v[2], v[3]};
+                }
+            }
+        }
+    }
+
+    if (behaviour.askFramesNeeded) {
+        PropertySet in("frames needed arguments", &host_);
+        in.setDouble(kOfxPropTime, time);
+        PropertySet out("frames needed", &host_);
+        for (const auto& c : clips_) {
+            if (!c->isOutput()) {
+                out.setDoubles(kOfxImageClipPropFrameRange_ + c->name(), {time, time});
+            }
+        }
+        if (failed(send(kOfxImageEffectActionGetFramesNeeded, &in, &out))) {
+            return result;
+        }
+        for (const auto& c : clips_) {
+            if (!c->isOutput()) {
+                result.framesNeeded[c->name()] =
+                    out.getDoubles(kOfxImageClipPropFrameRange_ + c->name());
+            }
+        }
+    }
+
+    // The output buffer, in the output clip's format.
+    ClipInstance* outputClip = findClip(kOfxImageEffectOutputClipName);
+    if (outputClip == nullptr) {
+        throw Error("cannot render: the effect has no output clip");
+    }
+    const PropertySet& outProps = outputClip->properties();
+    try {
+        result.output = std::make_shared<ImageBuffer>(
+            request.outputBounds.value_or(window),
+            outProps.getString(kOfxImageEffectPropPixelDepth),
+            outProps.getString(kOfxImageEffectPropComponents), behaviour.bottomUpRows,
+            outProps.getString(kOfxImageEffectPropPreMultiplication));
+    } catch (const Error&) {
+        // The plug-in chose a format no buffer can have.
+        result.status = kOfxStatErrImageFormat;
+        return result;
+    }
+    context.output = result.output;
+
+    if (behaviour.askIsIdentity) {
+        PropertySet in("is identity arguments", &host_);
+        in.setDouble(kOfxPropTime, time);
+        in.setString(kOfxImageEffectPropFieldToRender, request.field);
+        in.setInts(kOfxImageEffectPropRenderWindow, {window.x1, window.y1, window.x2, window.y2});
+        scaleArg(in);
+        PropertySet out("is identity", &host_);
+        out.setString(kOfxPropName, "");
+        out.setDouble(kOfxPropTime, time);
+        const OfxStatus st = send(kOfxImageEffectActionIsIdentity, &in, &out);
+        if (failed(st)) {
+            return result;
+        }
+        const std::string name = out.getString(kOfxPropName);
+        if (st == kOfxStatOK && !name.empty()) {
+            // The host shows that clip's frame itself; no render is sent.
+            result.identityClip = name;
+            result.identityTime = out.getDouble(kOfxPropTime);
+            ClipInstance* from = findClip(name);
+            FrameProvider frames = from != nullptr ? from->frames() : FrameProvider();
+            const auto desc = frames ? frames(result.identityTime) : std::nullopt;
+            if (!desc || !copyPixels(*desc, *result.output, window)) {
+                result.status = kOfxStatFailed;
+            }
+            return result;
+        }
+    }
+
+    PropertySet sequence("sequence render arguments", &host_);
+    sequence.setDoubles(kOfxImageEffectPropFrameRange, {time, time});
+    sequence.setDouble(kOfxImageEffectPropFrameStep, 1.0);
+    sequence.setInt(kOfxPropIsInteractive, behaviour.interactiveStatus ? 1 : 0);
+    scaleArg(sequence);
+    sequence.setInt(kOfxImageEffectPropSequentialRenderStatus, behaviour.sequentialStatus ? 1 : 0);
+    sequence.setInt(kOfxImageEffectPropInteractiveRenderStatus,
+                    behaviour.interactiveStatus ? 1 : 0);
+    if (behaviour.sequencePerFrame &&
+        failed(send(kOfxImageEffectActionBeginSequenceRender, &sequence, nullptr))) {
+        return result;
+    }
+
+    PropertySet in("render arguments", &host_);
+    in.setDouble(kOfxPropTime, time);
+    in.setString(kOfxImageEffectPropFieldToRender, request.field);
+    in.setInts(kOfxImageEffectPropRenderWindow, {window.x1, window.y1, window.x2, window.y2});
+    scaleArg(in);
+    in.setInt(kOfxImageEffectPropSequentialRenderStatus, behaviour.sequentialStatus ? 1 : 0);
+    in.setInt(kOfxImageEffectPropInteractiveRenderStatus, behaviour.interactiveStatus ? 1 : 0);
+    in.setInt(kOfxImageEffectPropRenderQualityDraft, 0);
+    const OfxStatus rendered = action(kOfxImageEffectActionRender, &in, nullptr);
+    result.steps.push_back({kOfxImageEffectActionRender, rendered});
+    // A render has no default: anything but OK means no image.
+    if (rendered != kOfxStatOK) {
+        result.status = rendered;
+    }
+
+    // A sequence that began ends, whatever the render answered.
+    if (behaviour.sequencePerFrame) {
+        const OfxStatus ended = action(kOfxImageEffectActionEndSequenceRender, &sequence, nullptr);
+        result.steps.push_back({kOfxImageEffectActionEndSequenceRender, ended});
+        if (failed(ended) && result.status == kOfxStatOK) {
+            result.status = ended;
+        }
+    }
+    return result;
+}
+
+std::vector<RenderResult> renderFrames(Plugin& plugin, const std::string& context,
+                                       const std::vector<OfxTime>& times,
+                                       const std::function<void(EffectInstance&)>& setup) {
+    if (plugin.host() == nullptr) {
+        throw Error("cannot render with plug-in '" + plugin.identifier() + "': it is not loaded");
+    }
+    const EffectDescriptor* d = plugin.contextDescriptor(context);
+    const std::string safety =
+        d != nullptr ? d->properties().getString(kOfxImageEffectPluginRenderThreadSafety) : "";
+    const bool perFrame =
+        plugin.host()->config().render.instancePerFrame &&
+        (safety == kOfxImageEffectRenderFullySafe || safety == kOfxImageEffectRenderInstanceSafe);
+    std::vector<RenderResult> results;
+    std::unique_ptr<EffectInstance> shared;
+    for (OfxTime time : times) {
+        std::unique_ptr<EffectInstance> own;
+        EffectInstance* instance = shared.get();
+        if (instance == nullptr) {
+            OfxStatus status = kOfxStatOK;
+            own = plugin.createInstance(context, &status);
+            if (own == nullptr) {
+                RenderResult refused;
+                refused.status = status;
+                refused.steps.push_back({kOfxActionCreateInstance, status});
+                results.push_back(std::move(refused));
+                continue;
+            }
+            if (setup) {
+                setup(*own);
+            }
+            instance = own.get();
+            if (!perFrame) {
+                shared = std::move(own);
+            }
+        }
+        results.push_back(instance->render(time));
+    }
+    return results;
+}
+
+} // namespace ofxhost
