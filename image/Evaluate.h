@@ -1,0 +1,114 @@
+#pragma once
+
+#include "image/Exceptions.h"
+#include "image/FilterBase.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <unordered_set>
+#include <vector>
+
+namespace VX {
+namespace Image {
+
+namespace detail {
+
+template <class Host>
+struct GraphWalk {
+    std::unordered_set<const FilterBase<Host>*> done;
+    std::unordered_set<const FilterBase<Host>*> onPath;
+    std::vector<FilterBase<Host>*> order; // inputs before their users
+
+    void visit(FilterBase<Host>* filter) {
+        if (filter == nullptr)
+            throw Exception("A filter of the graph has a missing input");
+        if (done.count(filter) != 0)
+            return;
+        // A cycle would make region propagation, cost and render recurse
+        // for ever.
+        if (!onPath.insert(filter).second)
+            throw Exception("The filter graph has a cycle");
+        for (FilterBase<Host>* input : filter->inputs)
+            visit(input);
+        onPath.erase(filter);
+        done.insert(filter);
+        order.push_back(filter);
+    }
+};
+
+} // namespace detail
+
+// Every filter the root reads, directly or not, itself included, each once
+// and inputs before their users. Throws VX::Exception for a graph with a
+// cycle or a null input.
+template <class Host>
+std::vector<FilterBase<Host>*> reachableFilters(FilterBase<Host>& root) {
+    detail::GraphWalk<Host> walk;
+    walk.visit(&root);
+    return std::move(walk.order);
+}
+
+// Forgets the outputs that the evaluation will never render, so that a
+// filter read by one reachable filter is not taken for a shared one.
+template <class Host>
+void pruneOutputs(const std::vector<FilterBase<Host>*>& reachable) {
+    const std::unordered_set<const FilterBase<Host>*> keep(reachable.begin(), reachable.end());
+    for (FilterBase<Host>* filter : reachable) {
+        auto& outputs = filter->outputs;
+        outputs.erase(
+            std::remove_if(outputs.begin(), outputs.end(),
+                           [&](const FilterBase<Host>* user) { return keep.count(user) == 0; }),
+            outputs.end());
+    }
+}
+
+// Renders the graph under `root` into args.output over args.window.
+//
+// Regions go back from the window to the leaves, the root writes into the
+// output image itself and every filter whose input may work in place lets
+// it write into its own result, so that a chain of point filters shares one
+// image; other results are intermediate images, freed as soon as their
+// reader has processed. The graph's progress level counts the total cost,
+// and each filter moves it on by its own cost. A graph is meant to be
+// evaluated once: the total cost is only counted on the first evaluation.
+template <class Host>
+void evaluate(FilterBase<Host>& root, Host& host, const RenderArgs& args) {
+    if (args.output == nullptr)
+        throw Exception("No output image to render into");
+
+    const std::vector<FilterBase<Host>*> graph = reachableFilters(root);
+    // What an earlier evaluation needed has nothing to do with this one.
+    for (FilterBase<Host>* filter : graph)
+        filter->needed = kEmptyRect;
+    pruneOutputs(graph);
+    // The graph is evaluated as built: there are no rewriting rules, so no
+    // filter becomes unreachable and nothing more is pruned.
+
+    root.requestRegion(args.window);
+    for (FilterBase<Host>* filter : graph)
+        filter->renderWindow = root.needed;
+    // No filter needs preparing: everything renders on the processor.
+
+    auto& level = host.progressLevel(1);
+    const std::uint64_t total = root.totalCost();
+    if (level.fixed == 0) {
+        level.base = 0;
+        level.count = total;
+        level.span = 1;
+    }
+
+    // An empty window asks nothing of anybody.
+    if (root.needed.empty())
+        return;
+
+    ImageRef result;
+    if (args.output->hasPixels()) {
+        result = makeShared<HostImage>(&host);
+        viewOf(*result, *args.output, root.needed);
+    }
+    bool inPlace = false;
+    root.render(host, args, result, inPlace);
+}
+
+} // namespace Image
+} // namespace VX
