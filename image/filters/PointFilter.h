@@ -1,0 +1,49 @@
+#pragma once
+
+#include "image/Exceptions.h"
+#include "image/FilterBase.h"
+
+#include <cstring>
+#include <string>
+
+namespace VX {
+namespace Image {
+
+// Checks what a single-input pixel filter is about to read and write: one
+// input image with memory pixels in the destination's pixel format. Thrown
+// from `process`, before any worker thread starts, so that the text reaches
+// the host instead of dying in a worker.
+inline void checkSingleInput(const char* filter, const HostImage& destination,
+                             const InputImages& images) {
+    if (images.empty() || images.front() == nullptr)
+        throw Exception(std::string(filter) + ": no input image");
+    const HostImage& input = *images.front();
+    if (input.depth != destination.depth || input.components != destination.components)
+        throw Exception(std::string(filter) + ": the input image is " +
+                        std::to_string(input.components) + " channels of " +
+                        std::to_string(input.depth) + " bits, the result " +
+                        std::to_string(destination.components) + " channels of " +
+                        std::to_string(destination.depth) + " bits");
+    if (input.data == nullptr && !input.bounds.empty())
+        throw Exception(std::string(filter) + ": the input image has no pixels in memory");
+}
+
+// Zeroes the pixels of `rect` that lie outside `kept` (a part of it), row by
+// row: where the input has no pixels the result is transparent black. The
+// pixels inside `kept` are not touched, so this is safe when the destination
+// shares its pixels with the input.
+inline void clearOutside(HostImage& image, const Rect& rect, const Rect& kept) {
+    const std::size_t pixelBytes = std::size_t(image.bytesPerPixel());
+    for (std::int32_t y = rect.y1; y < rect.y2; ++y) {
+        unsigned char* row = image.pixel(rect.x1, y);
+        if (kept.empty() || y < kept.y1 || y >= kept.y2) {
+            std::memset(row, 0, std::size_t(rect.width()) * pixelBytes);
+            continue;
+        }
+        std::memset(row, 0, std::size_t(kept.x1 - rect.x1) * pixelBytes);
+        std::memset(image.pixel(kept.x2, y), 0, std::size_t(rect.x2 - kept.x2) * pixelBytes);
+    }
+}
+
+} // namespace Image
+} // namespace VX
