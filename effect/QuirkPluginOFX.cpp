@@ -1,5 +1,9 @@
 #include "effect/QuirkPluginOFX.h"
 
+#include "effect/FlickerRecipe.h"
+#include "host/ofx/Parameters.h"
+#include "image/Evaluate.h"
+
 #include <cstdint>
 
 namespace VX {
@@ -30,6 +34,43 @@ std::string QuirkPluginOFX::displayText(const std::string& text) const { return 
 
 void QuirkPluginOFX::showAbout() {
     showMessage(displayText(aboutText()).c_str(), displayText(kProductName).c_str());
+}
+
+} // namespace VX
+
+namespace VX {
+
+namespace {
+using Bridge = Host::OFX::Host;
+} // namespace
+
+void QuirkPluginOFX::renderEffect(OFXHostImage& output, OFXHostImage& source, const Rect& window) {
+    // The layer takes its region from the image it holds.
+    Image::FilterLayer<Bridge> layer(&source, kEmptyRect);
+    RecipeContext<Bridge> context(*this, layer);
+    Image::FilterBase<Bridge>* result =
+        buildRecipe(context, *actionParameters(), source.premultiplied, output.premultiplied);
+    Image::RenderArgs args;
+    args.time = actionTime();
+    actionRenderScale(args.renderScaleX, args.renderScaleY);
+    args.window = window;
+    args.output = &output;
+    Image::evaluate(*result, static_cast<Bridge&>(*this), args);
+}
+
+int QuirkPluginOFX::isIdentity(const Rect& /*window*/, const Rect& sourceRod) {
+    Image::FilterLayer<Bridge> layer(nullptr, sourceRod);
+    RecipeContext<Bridge> context(*this, layer);
+    return buildRecipe(context, *actionParameters(), false, false) == &layer ? 0 : -1;
+}
+
+Rect QuirkPluginOFX::sourceRegion(const Rect& rect, const Rect& sourceRod) {
+    Image::FilterLayer<Bridge> layer(nullptr, sourceRod);
+    RecipeContext<Bridge> context(*this, layer);
+    Image::FilterBase<Bridge>* result = buildRecipe(context, *actionParameters(), false, false);
+    result->requestRegion(rect);
+    // A graph that never reads the source (a cleared frame) needs nothing.
+    return layer.needed;
 }
 
 } // namespace VX

@@ -2,12 +2,14 @@
 
 #include "effect/QuirkPlugin.h"
 #include "host/ofx/Host.h"
+#include "host/ofx/HostImage.h"
 
 #include <string>
 
 namespace VX {
 
 using OFXParamIdEntry = Host::OFX::ParamIdEntry;
+using OFXHostImage = Host::OFX::HostImage;
 
 // The flicker effect as an OpenFX plug-in.
 class QuirkPluginOFX : public QuirkPlugin<Host::OFX::Host> {
@@ -16,6 +18,12 @@ public:
     static const OFXParamIdEntry* paramIdTable();
 
     void showAbout() override;
+
+    // The three questions the render and region actions ask, all answered
+    // by building the flicker recipe for the action's time.
+    void renderEffect(OFXHostImage& output, OFXHostImage& source, const Rect& window) override;
+    int isIdentity(const Rect& window, const Rect& sourceRod) override;
+    Rect sourceRegion(const Rect& rect, const Rect& sourceRod) override;
 
     // The about text: product and version, notice, credits.
     static std::string aboutText();

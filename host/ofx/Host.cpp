@@ -35,17 +35,8 @@ OfxStatus Host::purgeCaches() { return kOfxStatOK; }
 OfxStatus Host::syncPrivateData() { return kOfxStatOK; }
 OfxStatus Host::createInstance() { return kOfxStatOK; }
 OfxStatus Host::destroyInstance() { return kOfxStatOK; }
-// The pixel and region actions leave the answer to the host until the effect
-// gives them one.
-OfxStatus Host::isIdentityAction() { return kOfxStatReplyDefault; }
-OfxStatus Host::renderAction() { return kOfxStatErrUnsupported; }
 OfxStatus Host::beginSequenceRender() { return kOfxStatOK; }
 OfxStatus Host::endSequenceRender() { return kOfxStatOK; }
-OfxStatus Host::regionOfDefinitionAction() { return kOfxStatReplyDefault; }
-OfxStatus Host::regionsOfInterestAction() { return kOfxStatReplyDefault; }
-OfxStatus Host::timeDomainAction() { return kOfxStatReplyDefault; }
-OfxStatus Host::framesNeededAction() { return kOfxStatReplyDefault; }
-OfxStatus Host::clipPreferencesAction() { return kOfxStatReplyDefault; }
 OfxStatus Host::beginInstanceChanged() { return kOfxStatOK; }
 OfxStatus Host::endInstanceChanged() { return kOfxStatOK; }
 OfxStatus Host::beginInstanceEdit() { return kOfxStatOK; }

@@ -28,6 +28,7 @@ class Parameters;
 namespace OFX {
 
 class Parameters;
+struct HostImage;
 
 // One level of nested progress: `base` steps of `count` are done at this
 // level, and the work inside covers `span` of them. A non-zero `fixed` keeps
@@ -108,6 +109,35 @@ public:
     virtual void defineParameters(Param::Parameters& set) = 0;
     // The user changed the parameter at `index`, which the effect may write.
     virtual void parametersChanged(Parameters& set, int index);
+
+    // --- rendering: what the render and region actions ask the effect --------
+    // Hooks run before every render, in this order; nothing by default.
+    virtual void beforeRender();
+    virtual void prepareRender();
+    // Renders the effect into `output` over `window` from `source`.
+    virtual void renderEffect(HostImage& output, HostImage& source, const Rect& window) = 0;
+    // The hooks, then renderEffect.
+    virtual void renderSequence(HostImage& output, HostImage& source, const Rect& window);
+    // Entry from the render action: readies the images for the filter graph
+    // and renders.
+    virtual void renderEntry(HostImage& output, HostImage& source, const Rect& window);
+    // Whether the frame over `window` is an input unchanged: -1 no, 0 the
+    // source, n >= 1 the n-th layer input. `sourceRod` is the source's region
+    // of definition.
+    virtual int isIdentity(const Rect& window, const Rect& sourceRod);
+    // The part of the source needed to render `rect` when the source covers
+    // `sourceRod`.
+    virtual Rect sourceRegion(const Rect& rect, const Rect& sourceRod);
+
+    // "OfxPropTime" of the action's arguments; throws Error when unreadable.
+    double actionTime() const;
+    // "OfxImageEffectPropRenderScale" of the action's arguments; an index
+    // that cannot be read counts as 1.
+    void actionRenderScale(double& sx, double& sy) const;
+
+    // The parameter set of the action being served (render, region and
+    // identity actions), or null outside them.
+    Parameters* actionParameters() const { return actionParameters_; }
 
     // --- identity and capabilities the effect answers -------------------------
     virtual const char* vendorPrefix() const;
@@ -226,6 +256,7 @@ private:
     const ParamIdEntry* paramIdTable_ = nullptr;
     OfxPropertySetHandle pageProperties_ = nullptr;
     int pageChildCount_ = 0;
+    Parameters* actionParameters_ = nullptr;
     ProgressLevel progressLevels_[kProgressLevels];
     const char* progressLabel_ = nullptr;
     unsigned threadCount_ = 0;

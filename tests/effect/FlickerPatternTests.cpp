@@ -54,6 +54,10 @@ struct TableCase {
     std::vector<int> onFrames;
 };
 
+void PrintTo(const TableCase& c, std::ostream* os) {
+    *os << "quirk " << c.quirkTime << " random " << c.random;
+}
+
 class FlickerTable : public ::testing::TestWithParam<TableCase> {};
 
 TEST_P(FlickerTable, WholeFramesZeroToFifteen) {
