@@ -137,9 +137,7 @@ ParameterDef makeGroupStart(const std::string& name, std::uint32_t code, std::ui
     return makeRecord(kParamTypeGroupStart, name, code, flags);
 }
 
-ParameterDef makeGroupEnd() {
-    return makeRecord(kParamTypeGroupEnd, std::string(), 0, 0);
-}
+ParameterDef makeGroupEnd() { return makeRecord(kParamTypeGroupEnd, std::string(), 0, 0); }
 
 ParameterDef makePushButton(const std::string& name, std::uint32_t code, std::uint32_t flags) {
     return makeRecord(kParamTypePushButton, name, code, flags);

@@ -48,49 +48,33 @@ double Parameters::getDouble(int index, double /*time*/) const {
     return record(index).value.asDouble();
 }
 
-double Parameters::getDouble(int index) const {
-    return record(index).value.asDouble();
-}
+double Parameters::getDouble(int index) const { return record(index).value.asDouble(); }
 
 std::int32_t Parameters::getInt(int index, double /*time*/) const {
     return record(index).value.asInt();
 }
 
-std::int32_t Parameters::getInt(int index) const {
-    return record(index).value.asInt();
-}
+std::int32_t Parameters::getInt(int index) const { return record(index).value.asInt(); }
 
-bool Parameters::getBool(int index, double /*time*/) const {
-    return record(index).value.asBool();
-}
+bool Parameters::getBool(int index, double /*time*/) const { return record(index).value.asBool(); }
 
-bool Parameters::getBool(int index) const {
-    return record(index).value.asBool();
-}
+bool Parameters::getBool(int index) const { return record(index).value.asBool(); }
 
 RGBValue Parameters::getRGB(int index, double /*time*/) const {
     return record(index).value.asRGB();
 }
 
-RGBValue Parameters::getRGB(int index) const {
-    return record(index).value.asRGB();
-}
+RGBValue Parameters::getRGB(int index) const { return record(index).value.asRGB(); }
 
-Double2D Parameters::get2D(int index, double /*time*/) const {
-    return scaledFromHeld(index);
-}
+Double2D Parameters::get2D(int index, double /*time*/) const { return scaledFromHeld(index); }
 
-Double2D Parameters::get2D(int index) const {
-    return scaledFromHeld(index);
-}
+Double2D Parameters::get2D(int index) const { return scaledFromHeld(index); }
 
 std::string Parameters::getString(int index, double /*time*/) const {
     return record(index).value.text;
 }
 
-std::string Parameters::getString(int index) const {
-    return record(index).value.text;
-}
+std::string Parameters::getString(int index) const { return record(index).value.text; }
 
 void Parameters::setDouble(double value, int index, double /*time*/) {
     record(index).value.setDouble(value);
@@ -125,25 +109,19 @@ void Parameters::setBool(bool value, int index, double /*time*/) {
     record(index).value.setBool(value);
 }
 
-void Parameters::setBool(bool value, int index) {
-    record(index).value.setBool(value);
-}
+void Parameters::setBool(bool value, int index) { record(index).value.setBool(value); }
 
 void Parameters::setRGB(const RGBValue& value, int index, double /*time*/) {
     record(index).value.setRGB(value);
 }
 
-void Parameters::setRGB(const RGBValue& value, int index) {
-    record(index).value.setRGB(value);
-}
+void Parameters::setRGB(const RGBValue& value, int index) { record(index).value.setRGB(value); }
 
 void Parameters::set2D(const Double2D& value, int index, double /*time*/) {
     storeScaled(value, index);
 }
 
-void Parameters::set2D(const Double2D& value, int index) {
-    storeScaled(value, index);
-}
+void Parameters::set2D(const Double2D& value, int index) { storeScaled(value, index); }
 
 void Parameters::setString(const std::string& value, int index, double /*time*/) {
     record(index).value.text = value;

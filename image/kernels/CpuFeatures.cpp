@@ -11,9 +11,7 @@ const char* const kFeatureNames[kCpuFeatureCount] = {
     "CLMUL", "XOP",          "AVX",    "AVX2",
 };
 
-constexpr bool bit(std::uint32_t word, int n) {
-    return ((word >> n) & 1u) != 0;
-}
+constexpr bool bit(std::uint32_t word, int n) { return ((word >> n) & 1u) != 0; }
 
 } // namespace
 
@@ -72,9 +70,7 @@ std::uint32_t decodeCpuFeatures(CpuIdFunction cpuid) {
     return features;
 }
 
-std::uint32_t cpuFeatures() {
-    return decodeCpuFeatures(&processorCpuId);
-}
+std::uint32_t cpuFeatures() { return decodeCpuFeatures(&processorCpuId); }
 
 } // namespace Image
 } // namespace VX

@@ -246,9 +246,7 @@ struct ReadCase {
     std::string file;
     std::vector<std::pair<int, std::string>> expected; // record index, value
 };
-void PrintTo(const ReadCase& c, std::ostream* os) {
-    *os << c.label;
-}
+void PrintTo(const ReadCase& c, std::ostream* os) { *os << c.label; }
 
 class ReadRuleTest : public ::testing::TestWithParam<ReadCase> {};
 

@@ -91,9 +91,7 @@ struct ClampCase {
     double input;
     double expected;
 };
-void PrintTo(const ClampCase& c, std::ostream* os) {
-    *os << c.label;
-}
+void PrintTo(const ClampCase& c, std::ostream* os) { *os << c.label; }
 
 class ClampTest : public ::testing::TestWithParam<ClampCase> {};
 

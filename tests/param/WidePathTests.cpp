@@ -16,15 +16,11 @@ struct Utf32Case {
 };
 
 // Names the case in test output instead of dumping its bytes.
-void PrintTo(const Utf32Case& c, std::ostream* os) {
-    *os << c.label;
-}
+void PrintTo(const Utf32Case& c, std::ostream* os) { *os << c.label; }
 
 class Utf32Test : public ::testing::TestWithParam<Utf32Case> {};
 
-TEST_P(Utf32Test, Encodes) {
-    EXPECT_EQ(utf8FromUtf32(GetParam().text), GetParam().utf8);
-}
+TEST_P(Utf32Test, Encodes) { EXPECT_EQ(utf8FromUtf32(GetParam().text), GetParam().utf8); }
 
 INSTANTIATE_TEST_SUITE_P(
     CodePoints, Utf32Test,
@@ -45,15 +41,11 @@ struct Utf16Case {
 };
 
 // Names the case in test output instead of dumping its bytes.
-void PrintTo(const Utf16Case& c, std::ostream* os) {
-    *os << c.label;
-}
+void PrintTo(const Utf16Case& c, std::ostream* os) { *os << c.label; }
 
 class Utf16Test : public ::testing::TestWithParam<Utf16Case> {};
 
-TEST_P(Utf16Test, Encodes) {
-    EXPECT_EQ(utf8FromUtf16(GetParam().text), GetParam().utf8);
-}
+TEST_P(Utf16Test, Encodes) { EXPECT_EQ(utf8FromUtf16(GetParam().text), GetParam().utf8); }
 
 INSTANTIATE_TEST_SUITE_P(
     Units, Utf16Test,

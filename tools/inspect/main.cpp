@@ -96,9 +96,7 @@ void line(const std::string& indent, const std::string& key, const std::string& 
     std::cout << indent << k << ' ' << value << '\n';
 }
 
-bool failed(OfxStatus status) {
-    return status != kOfxStatOK && status != kOfxStatReplyDefault;
-}
+bool failed(OfxStatus status) { return status != kOfxStatOK && status != kOfxStatReplyDefault; }
 
 void check(OfxStatus status, const std::string& what) {
     if (failed(status)) {
