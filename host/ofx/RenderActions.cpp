@@ -58,6 +58,13 @@ void setRect(const Host& h, const std::string& name, const Rect& r) {
     check(h.propertySuite()->propSetDoubleN(h.outArgs(), name.c_str(), 4, v));
 }
 
+// Whether a clip has something plugged into it; failing reads throw.
+bool connected(const Host& h, OfxPropertySetHandle clipProps) {
+    int value = 0;
+    check(h.propertySuite()->propGetInt(clipProps, kOfxImageClipPropConnected, 0, &value));
+    return value != 0;
+}
+
 // The effect's parameters for the length of one action, read through the
 // host at the action's time.
 class ActionParameters {
@@ -217,14 +224,11 @@ OfxStatus Host::isIdentityAction() {
         effectHandle(), kOfxImageEffectSimpleSourceClipName, &source, &sourceProps);
     if (status != kOfxStatOK)
         return status;
-    if (general) {
-        int connected = 0;
-        check(propertySuite()->propGetInt(sourceProps, kOfxImageClipPropConnected, 0, &connected));
-        if (connected == 0) {
-            check(propertySuite()->propSetString(outArgs(), kOfxPropName, 0,
-                                                 kOfxImageEffectSimpleSourceClipName));
-            return kOfxStatOK;
-        }
+    if (general && !connected(*this, sourceProps)) {
+        // Nothing plugged in: the host may pass the (empty) source on.
+        check(propertySuite()->propSetString(outArgs(), kOfxPropName, 0,
+                                             kOfxImageEffectSimpleSourceClipName));
+        return kOfxStatOK;
     }
     Rect rod = window;
     status = clipRegionOfDefinition(source, time, window, rod);
@@ -309,12 +313,8 @@ OfxStatus Host::renderAction() {
         effectHandle(), kOfxImageEffectSimpleSourceClipName, &source, &sourceProps);
     if (status != kOfxStatOK)
         return status;
-    if (general) {
-        int connected = 0;
-        check(propertySuite()->propGetInt(sourceProps, kOfxImageClipPropConnected, 0, &connected));
-        if (connected == 0)
-            return kOfxStatOK; // nothing to flicker; the output stays as the host made it
-    }
+    if (general && !connected(*this, sourceProps))
+        return kOfxStatOK; // nothing to flicker; the output stays as the host made it
     OfxImageClipHandle output = nullptr;
     status = imageEffectSuite()->clipGetHandle(effectHandle(), kOfxImageEffectOutputClipName,
                                                &output, nullptr);

@@ -1,0 +1,328 @@
+// The bridge reaching a live instance in our host: parameter values of every
+// type through the parameter suite, and clip images turned into framework
+// images, with the host quirks of regions of definition.
+#include "effect/QuirkPluginOFX.h"
+#include "host/ofx/Error.h"
+#include "host/ofx/ImageAccess.h"
+#include "host/ofx/Parameters.h"
+#include "host/param/ParameterDef.h"
+
+#include "Host.h"
+#include "Image.h"
+#include "Instance.h"
+#include "Plugin.h"
+
+#include "ofx/ofxImageEffect.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace VX::Host::Param;
+using VX::Host::OFX::Error;
+
+// An instance of the host's own test effect, which has a parameter of every
+// type, with a bridge bound to it in-process.
+struct LiveInstance {
+    explicit LiveInstance(ofxhost::HostConfig config = ofxhost::HostConfig())
+        : host(std::move(config)), library(ofxhost::PluginLibrary::open(SQ_HOST_RENDER_BUNDLE)),
+          plugin(library->plugin(0)) {
+        EXPECT_EQ(plugin.load(host), kOfxStatOK);
+        EXPECT_EQ(plugin.describe(), kOfxStatOK);
+        EXPECT_EQ(plugin.describeInContext(kOfxImageEffectContextFilter), kOfxStatOK);
+        fx = plugin.createInstance(kOfxImageEffectContextFilter);
+        bridge.bindHost(host.ofxHost(), fx->handle(), nullptr, nullptr);
+    }
+    ~LiveInstance() {
+        fx.reset();
+        plugin.detachHost();
+    }
+    ofxhost::Host host;
+    std::unique_ptr<ofxhost::PluginLibrary> library;
+    ofxhost::Plugin& plugin;
+    std::unique_ptr<ofxhost::EffectInstance> fx;
+    VX::QuirkPluginOFX bridge;
+};
+
+// --- parameter values ---------------------------------------------------------------
+
+class HostValues : public ::testing::Test {
+protected:
+    void SetUp() override {
+        set.reset(new VX::Host::OFX::Parameters(live.bridge));
+        set->append(makeIntParam("count", 0, 0, 0, 10, 0, 10));
+        set->append(makeDoubleParam("gain", 0, 1, 0, 2, 0, 2));
+        set->append(makeBoolParam("invert", 0, false));
+        set->append(makeRGBParam("color", 0, {0, 0, 0}));
+        set->append(make2DParam("pos", 0, {0, 0}, {0, 0}, {1, 1}));
+        set->append(makeStringParam("label", 0, ""));
+        set->append(makeDoubleParam("nowhere", 0, 0, 0, 1, 0, 1));
+    }
+    LiveInstance live;
+    std::unique_ptr<VX::Host::OFX::Parameters> set;
+};
+
+TEST_F(HostValues, EveryTypeRoundTripsThroughTheHost) {
+    set->setInt(7, 0);
+    set->setDouble(1.25, 1);
+    set->setBool(true, 2);
+    set->setRGB({0.1, 0.2, 0.3}, 3);
+    set->set2D({0.25, 0.75}, 4);
+    set->setString("a \"label\"", 5);
+    EXPECT_EQ(live.fx->value<int>("count"), 7);
+    EXPECT_EQ(live.fx->value<double>("gain"), 1.25);
+    EXPECT_TRUE(live.fx->value<bool>("invert"));
+    EXPECT_EQ(live.fx->value<std::vector<double>>("color"), (std::vector<double>{0.1, 0.2, 0.3}));
+    EXPECT_EQ(set->getInt(0), 7);
+    EXPECT_EQ(set->getDouble(1), 1.25);
+    EXPECT_TRUE(set->getBool(2));
+    EXPECT_EQ(set->getRGB(3).b, 0.3);
+    EXPECT_EQ(set->get2D(4).y, 0.75);
+    EXPECT_EQ(set->getString(5), "a \"label\"");
+    // Nothing is held on our side: the records keep their defaults.
+    EXPECT_EQ(set->record(1).value.asDouble(), 1.0);
+}
+
+TEST_F(HostValues, TimedValuesFollowTheHostsKeys) {
+    live.fx->setValueAtTime("gain", 0.0, 0.0);
+    live.fx->setValueAtTime("gain", 10.0, 2.0);
+    EXPECT_DOUBLE_EQ(set->getDouble(1, 5.0), 1.0);
+    set->setDouble(0.5, 1, 20.0);
+    EXPECT_DOUBLE_EQ(live.fx->value<double>("gain", 20.0), 0.5);
+    set->setInt(3, 0, 4.0);
+    EXPECT_EQ(set->getInt(0, 4.0), 3);
+}
+
+TEST_F(HostValues, NeitherClampedNorScaled) {
+    // The record's range is the host's business once it holds the value.
+    set->setDouble(5.0, 1);
+    EXPECT_EQ(set->getDouble(1), 5.0);
+    set->set2D({3.0, -2.0}, 4);
+    EXPECT_EQ(set->get2D(4).x, 3.0);
+}
+
+TEST_F(HostValues, UnknownParameterReadsAsZero) {
+    EXPECT_EQ(set->getDouble(6), 0.0);
+    EXPECT_NO_THROW(set->setDouble(1.0, 6));
+}
+
+TEST_F(HostValues, EnablingGoesToTheParametersProperties) {
+    set->setEnabled(false, 1);
+    EXPECT_EQ(live.fx->param("gain").properties().getInt(kOfxParamPropEnabled), 0);
+    set->setEnabled(true, 1);
+    EXPECT_EQ(live.fx->param("gain").properties().getInt(kOfxParamPropEnabled), 1);
+    EXPECT_THROW(set->setEnabled(false, 6), Error); // no such parameter: no property set
+}
+
+TEST_F(HostValues, NamesComeFromTheIdentifierTable) {
+    const VX::Host::OFX::ParamIdEntry table[] = {
+        {paramCode('g', 'a', 'i', 'n'), "gain", nullptr, nullptr, nullptr},
+        {0, nullptr, nullptr, nullptr, nullptr}};
+    live.bridge.setParamIdTable(table);
+    set->record(1).name = "Gain";
+    set->record(1).code = paramCode('g', 'a', 'i', 'n');
+    EXPECT_EQ(set->parameterName(1), "gain");
+    EXPECT_EQ(set->findParameter("gain"), 1);
+    EXPECT_EQ(set->findParameter("Gain"), -1);
+    EXPECT_EQ(set->findParameter("label"), 5);
+    set->setDouble(0.75, 1);
+    EXPECT_EQ(live.fx->value<double>("gain"), 0.75);
+    EXPECT_EQ(VX::Host::OFX::Parameters(live.bridge).findParameter("gain"), -1); // empty set
+}
+
+TEST(HostValuesFailure, MissingParameterSetIsTheActionsStatus) {
+    ofxhost::HostConfig config;
+    config.failCall("OfxImageEffectSuite.getParamSet", kOfxStatErrMemory);
+    LiveInstance live(config);
+    VX::Host::OFX::Parameters set(live.bridge);
+    set.append(makeDoubleParam("gain", 0, 1, 0, 2, 0, 2));
+    try {
+        set.getDouble(0);
+        FAIL() << "no error";
+    } catch (const Error& e) {
+        EXPECT_EQ(e.status, kOfxStatErrMemory);
+    }
+}
+
+// --- clip images ---------------------------------------------------------------------
+
+struct Source {
+    explicit Source(ofxhost::ImageDesc d) : desc(std::move(d)) {}
+    ofxhost::ImageDesc desc;
+};
+
+class ClipImages : public ::testing::Test {
+protected:
+    void provide(const ofxhost::ImageDesc& desc, LiveInstance& l) {
+        l.fx->setClipFrames("Source", [desc](OfxTime) { return std::optional(desc); });
+    }
+    OfxImageClipHandle source(LiveInstance& l) { return l.fx->clip("Source").handle(); }
+    std::vector<float> pixels = std::vector<float>(4 * 8 * 6, 0.5f);
+    ofxhost::ImageDesc desc() {
+        ofxhost::ImageDesc d;
+        d.data = pixels.data();
+        d.bounds = {2, 3, 10, 9};
+        d.rowBytes = 8 * 16;
+        return d;
+    }
+};
+
+struct FormatCase {
+    const char* depth;
+    const char* components;
+    const char* premult;
+    int bits, channels;
+    bool isFloat, hasAlpha, premultiplied;
+};
+
+class ImageFormats : public ClipImages, public ::testing::WithParamInterface<FormatCase> {};
+
+TEST_P(ImageFormats, DescribedFromTheImagesProperties) {
+    LiveInstance l;
+    ofxhost::ImageDesc d = desc();
+    d.depth = GetParam().depth;
+    d.components = GetParam().components;
+    d.premultiplication = GetParam().premult;
+    provide(d, l);
+    VX::Host::OFX::ImageFetch fetch;
+    VX::Host::OFX::fetchImage(fetch, l.bridge, source(l), 0.0, nullptr, 0);
+    ASSERT_EQ(fetch.status, kOfxStatOK);
+    VX::Host::OFX::HostImage image(&l.bridge);
+    VX::Host::OFX::buildImage(image, l.bridge, &fetch, 0);
+    EXPECT_EQ(image.depth, GetParam().bits);
+    EXPECT_EQ(image.components, GetParam().channels);
+    EXPECT_EQ(image.isFloat, GetParam().isFloat);
+    EXPECT_EQ(image.hasAlpha, GetParam().hasAlpha);
+    EXPECT_EQ(image.premultiplied, GetParam().premultiplied);
+    EXPECT_EQ(image.data, pixels.data());
+    EXPECT_EQ(image.bounds, (VX::Rect{2, 3, 10, 9}));
+    EXPECT_EQ(image.rod, image.bounds);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Tables, ImageFormats,
+    ::testing::Values(FormatCase{kOfxBitDepthByte, kOfxImageComponentRGBA, kOfxImagePreMultiplied,
+                                 8, 4, false, true, true},
+                      FormatCase{kOfxBitDepthShort, kOfxImageComponentRGB, kOfxImageUnPreMultiplied,
+                                 16, 3, false, false, false},
+                      FormatCase{kOfxBitDepthHalf, kOfxImageComponentAlpha, kOfxImageOpaque, 16, 1,
+                                 true, true, true},
+                      FormatCase{kOfxBitDepthFloat, kOfxImageComponentRGBA, "SomethingElse", 32, 4,
+                                 true, true, true}));
+
+TEST_F(ClipImages, NegativeRowBytesAreKeptAsGiven) {
+    LiveInstance l;
+    ofxhost::ImageDesc d = desc();
+    d.data = pixels.data() + 4 * 8 * 5; // the lowest row is stored last
+    d.rowBytes = -8 * 16;
+    provide(d, l);
+    VX::Host::OFX::ImageFetch fetch;
+    VX::Host::OFX::fetchImage(fetch, l.bridge, source(l), 0.0, nullptr, 0);
+    VX::Host::OFX::HostImage image(&l.bridge);
+    VX::Host::OFX::buildImage(image, l.bridge, &fetch, 0);
+    EXPECT_EQ(image.rowBytes, -128);
+    EXPECT_EQ(image.data, d.data);
+    EXPECT_EQ(image.pixel(2, 8), reinterpret_cast<unsigned char*>(pixels.data()));
+}
+
+TEST_F(ClipImages, ReleasedOnceWhateverHappens) {
+    LiveInstance l;
+    provide(desc(), l);
+    {
+        VX::Host::OFX::ImageFetch fetch;
+        VX::Host::OFX::fetchImage(fetch, l.bridge, source(l), 0.0, nullptr, 0);
+        EXPECT_EQ(l.fx->liveImages(), 1u);
+        fetch.release();
+        EXPECT_EQ(l.fx->liveImages(), 0u);
+        fetch.release(); // nothing held: nothing given back twice
+        VX::Host::OFX::fetchImage(fetch, l.bridge, source(l), 0.0, nullptr, 0);
+    }
+    EXPECT_EQ(l.fx->liveImages(), 0u);
+}
+
+TEST_F(ClipImages, RegionMissingTheClipGivesNoImageAndAPlaceholder) {
+    LiveInstance l;
+    provide(desc(), l);
+    VX::Host::OFX::ImageFetch fetch;
+    const VX::Rect far = {100, 100, 120, 120};
+    VX::Host::OFX::fetchImage(fetch, l.bridge, source(l), 0.0, &far,
+                              VX::Host::OFX::kImagePassRegion);
+    EXPECT_EQ(fetch.status, kOfxStatFailed);
+    EXPECT_EQ(fetch.handle, nullptr);
+    EXPECT_EQ(l.fx->imagesFetched(), 0u); // the host was not asked for pixels
+    VX::Host::OFX::HostImage image(&l.bridge);
+    VX::Host::OFX::buildImage(image, l.bridge, &fetch, 0);
+    ASSERT_NE(image.data, nullptr);
+    EXPECT_EQ(image.buffer.size(), 1u);
+}
+
+struct RodCase {
+    const char* hostName;
+    OfxStatus failure;
+    bool fallsBack;
+};
+
+class RegionOfDefinitionRule : public ClipImages, public ::testing::WithParamInterface<RodCase> {};
+
+TEST_P(RegionOfDefinitionRule, FallsBackOnlyWhereTheHostNeedsIt) {
+    ofxhost::HostConfig config;
+    config.name = GetParam().hostName;
+    config.failCall("OfxImageEffectSuite.clipGetRegionOfDefinition", GetParam().failure);
+    LiveInstance l(config);
+    provide(desc(), l);
+    VX::Host::OFX::ImageFetch fetch;
+    VX::Host::OFX::fetchImage(fetch, l.bridge, source(l), 0.0, nullptr, 0);
+    VX::Host::OFX::HostImage image(&l.bridge);
+    if (GetParam().fallsBack) {
+        VX::Host::OFX::buildImage(image, l.bridge, &fetch, 0);
+        EXPECT_EQ(image.rod, image.bounds);
+    } else {
+        try {
+            VX::Host::OFX::buildImage(image, l.bridge, &fetch, 0);
+            FAIL() << "no error";
+        } catch (const Error& e) {
+            EXPECT_EQ(e.status, GetParam().failure);
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Hosts, RegionOfDefinitionRule,
+                         ::testing::Values(RodCase{"org.example.host", kOfxStatErrUnsupported, true},
+                                           RodCase{"MLT", kOfxStatErrUnsupported, true},
+                                           RodCase{"org.example.host", kOfxStatErrBadHandle, false},
+                                           RodCase{"DaVinciResolve", kOfxStatFailed, false},
+                                           RodCase{"com.sonycreativesoftware.vegas",
+                                                   kOfxStatErrBadHandle, true},
+                                           RodCase{"Nucoda Film Master", kOfxStatFailed, true}));
+
+TEST(ImageBufferMemory, ComesFromTheHostsImageMemoryAndIsGivenBack) {
+    LiveInstance l;
+    {
+        VX::Host::OFX::ImageBuffer buffer(&l.bridge);
+        buffer.allocate(1000);
+        ASSERT_NE(buffer.data(), nullptr);
+        EXPECT_EQ(buffer.size(), 1000u);
+        EXPECT_GT(l.host.liveImageMemory(), 0u);
+        buffer.allocate(0);
+        EXPECT_EQ(buffer.data(), nullptr);
+        EXPECT_EQ(l.host.liveImageMemory(), 0u);
+        buffer.allocate(64);
+    }
+    EXPECT_EQ(l.host.liveImageMemory(), 0u);
+}
+
+TEST(ImageBufferMemory, RefusalIsOutOfMemory) {
+    ofxhost::HostConfig config;
+    config.failCall("OfxImageEffectSuite.imageMemoryAlloc", kOfxStatErrMemory);
+    LiveInstance l(config);
+    VX::Host::OFX::ImageBuffer buffer(&l.bridge);
+    EXPECT_THROW(buffer.allocate(1000), std::bad_alloc);
+    EXPECT_EQ(buffer.data(), nullptr);
+}
+
+} // namespace
