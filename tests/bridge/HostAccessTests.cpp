@@ -291,14 +291,14 @@ TEST_P(RegionOfDefinitionRule, FallsBackOnlyWhereTheHostNeedsIt) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Hosts, RegionOfDefinitionRule,
-                         ::testing::Values(RodCase{"org.example.host", kOfxStatErrUnsupported, true},
-                                           RodCase{"MLT", kOfxStatErrUnsupported, true},
-                                           RodCase{"org.example.host", kOfxStatErrBadHandle, false},
-                                           RodCase{"DaVinciResolve", kOfxStatFailed, false},
-                                           RodCase{"com.sonycreativesoftware.vegas",
-                                                   kOfxStatErrBadHandle, true},
-                                           RodCase{"Nucoda Film Master", kOfxStatFailed, true}));
+INSTANTIATE_TEST_SUITE_P(
+    Hosts, RegionOfDefinitionRule,
+    ::testing::Values(RodCase{"org.example.host", kOfxStatErrUnsupported, true},
+                      RodCase{"MLT", kOfxStatErrUnsupported, true},
+                      RodCase{"org.example.host", kOfxStatErrBadHandle, false},
+                      RodCase{"DaVinciResolve", kOfxStatFailed, false},
+                      RodCase{"com.sonycreativesoftware.vegas", kOfxStatErrBadHandle, true},
+                      RodCase{"Nucoda Film Master", kOfxStatFailed, true}));
 
 TEST(ImageBufferMemory, ComesFromTheHostsImageMemoryAndIsGivenBack) {
     LiveInstance l;
