@@ -4,7 +4,8 @@
 # work offline.
 set -euo pipefail
 
-packages=(g++ cmake make binutils libgtest-dev libgmock-dev libbenchmark-dev clang-format)
+packages=(g++ cmake make binutils libgtest-dev libgmock-dev libbenchmark-dev clang-format pkg-config
+    libopenimageio-dev openimageio-tools)
 if [[ "${1:-}" == "--windows" ]]; then
     packages+=(g++-mingw-w64-x86-64-posix wine64 wine googletest)
 fi

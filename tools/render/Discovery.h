@@ -1,0 +1,55 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace ofxhost {
+class Host;
+class PluginLibrary;
+class Plugin;
+} // namespace ofxhost
+
+namespace ofxrender {
+
+// The folders searched for bundles: those of `pluginPath` (OFX_PLUGIN_PATH,
+// split at the platform's separator, empty entries skipped) and then the
+// platform's standard folder, each once.
+std::vector<std::string> pluginFolders(const char* pluginPath);
+// Folders from the OFX_PLUGIN_PATH of this process.
+std::vector<std::string> pluginFoldersFromEnvironment();
+
+// Every "*.ofx.bundle" folder in `folders` and below them (bundles are not
+// searched inside), sorted within each folder; missing folders are skipped.
+std::vector<std::string> findBundles(const std::vector<std::string>& folders);
+
+// What `list` shows of one plug-in record.
+struct PluginSummary {
+    std::string bundle;
+    int index = 0;
+    std::string identifier;
+    unsigned int versionMajor = 0;
+    unsigned int versionMinor = 0;
+    std::string label;
+    std::string grouping;
+    std::vector<std::string> contexts;
+    std::string problem; // why it could not be loaded or described; empty if fine
+};
+
+// Loads every record of `bundle` into `host` to read its description.
+// A bundle that cannot be opened gives one summary holding the problem.
+std::vector<PluginSummary> summarise(ofxhost::Host& host, const std::string& bundle);
+
+// A plug-in picked by the user: its open library and record.
+struct OpenedPlugin {
+    std::unique_ptr<ofxhost::PluginLibrary> library;
+    ofxhost::Plugin* plugin = nullptr;
+};
+
+// `idOrPath` is a bundle (or .ofx) path, which must hold one plug-in or
+// exactly one image effect, or the identifier of a plug-in in one of
+// `folders`. Throws RenderError (usage) when nothing matches.
+OpenedPlugin openPlugin(const std::string& idOrPath, const std::vector<std::string>& folders);
+
+} // namespace ofxrender

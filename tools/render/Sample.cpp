@@ -1,0 +1,69 @@
+#include "Sample.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace ofxrender {
+
+namespace {
+
+constexpr float kPi = 3.14159265f;
+
+// A hue in 0..1 to a saturated colour.
+void hueToRgb(float hue, float rgb[3]) {
+    for (int c = 0; c < 3; ++c) {
+        const float phase = hue + static_cast<float>(c) / 3.0f;
+        rgb[c] = 0.5f + 0.5f * std::cos(2.0f * kPi * phase);
+    }
+}
+
+} // namespace
+
+Frame sampleFrame(int frame, int width, int height) {
+    Frame out(width, height);
+    const float t = static_cast<float>(frame);
+    const float w = static_cast<float>(width);
+    const float h = static_cast<float>(height);
+    struct Spot {
+        float cx, cy, radius;
+    };
+    Spot spots[3];
+    for (int i = 0; i < 3; ++i) {
+        const float angle = t * 0.21f + static_cast<float>(i) * 2.0f * kPi / 3.0f;
+        spots[i].cx = w * (0.5f + 0.3f * std::cos(angle));
+        spots[i].cy = h * (0.5f + 0.3f * std::sin(angle * 1.3f));
+        spots[i].radius = std::min(w, h) * (0.08f + 0.02f * static_cast<float>(i));
+    }
+    const float half = std::sqrt(0.25f * w * w + 0.25f * h * h);
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
+            const float fx = static_cast<float>(x) + 0.5f;
+            const float fy = static_cast<float>(y) + 0.5f;
+            float rgb[3];
+            hueToRgb(fx / w * 0.8f + fy / h * 0.3f + t * 0.02f, rgb);
+            for (float& v : rgb) {
+                v = 0.15f + 0.55f * v;
+            }
+            for (const Spot& s : spots) {
+                const float dx = (fx - s.cx) / s.radius;
+                const float dy = (fy - s.cy) / s.radius;
+                const float glow = std::exp(-(dx * dx + dy * dy));
+                for (float& v : rgb) {
+                    v += glow * (1.0f - v);
+                }
+            }
+            const float r =
+                std::sqrt((fx - 0.5f * w) * (fx - 0.5f * w) + (fy - 0.5f * h) * (fy - 0.5f * h)) /
+                half;
+            const float alpha = std::clamp(1.25f - 1.1f * r, 0.0f, 1.0f);
+            float* d = out.at(x, y);
+            d[0] = rgb[0] * alpha;
+            d[1] = rgb[1] * alpha;
+            d[2] = rgb[2] * alpha;
+            d[3] = alpha;
+        }
+    }
+    return out;
+}
+
+} // namespace ofxrender
