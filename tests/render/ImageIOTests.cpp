@@ -32,7 +32,7 @@ Frame testFrame() {
     return f;
 }
 
-std::vector<float> rawPixels(const std::string& path, OIIO::ImageSpec* spec) {
+std::vector<float> rawPixels(const std::string& path, OIIO::ImageSpec* imageSpec) {
     OIIO::ImageSpec config;
     config.attribute("oiio:UnassociatedAlpha", 1);
     auto in = OIIO::ImageInput::open(path, &config);
@@ -40,9 +40,9 @@ std::vector<float> rawPixels(const std::string& path, OIIO::ImageSpec* spec) {
     if (!in) {
         return {};
     }
-    *spec = in->spec();
-    std::vector<float> v(std::size_t(spec->width) * spec->height * spec->nchannels);
-    in->read_image(0, 0, 0, spec->nchannels, OIIO::TypeDesc::FLOAT, v.data());
+    *imageSpec = in->spec();
+    std::vector<float> v(std::size_t(imageSpec->width) * imageSpec->height * imageSpec->nchannels);
+    in->read_image(0, 0, 0, imageSpec->nchannels, OIIO::TypeDesc::FLOAT, v.data());
     return v;
 }
 
@@ -93,18 +93,18 @@ TEST(ImageIOTest, PngStoresStraightColourAndExrPremultiplied) {
     const Frame f = testFrame();
     writeImage(dir / "s.png", f, Depth::U16, defaultAlpha("s.png"));
     writeImage(dir / "p.exr", f, Depth::Float, defaultAlpha("p.exr"));
-    OIIO::ImageSpec spec;
+    OIIO::ImageSpec imageSpec;
     // Pixel (2, 0): alpha 0.5, premultiplied red 0.4, straight red 0.8.
-    const auto png = rawPixels(dir / "s.png", &spec);
-    ASSERT_EQ(spec.nchannels, 4);
+    const auto png = rawPixels(dir / "s.png", &imageSpec);
+    ASSERT_EQ(imageSpec.nchannels, 4);
     EXPECT_NEAR(png[2 * 4 + 0], 0.8f, 1e-3f);
     EXPECT_NEAR(png[2 * 4 + 3], 0.5f, 1e-3f);
-    const auto exr = rawPixels(dir / "p.exr", &spec);
+    const auto exr = rawPixels(dir / "p.exr", &imageSpec);
     EXPECT_NEAR(exr[2 * 4 + 0], 0.4f, 1e-6f);
 
     // Overridden: a PNG holding premultiplied values, read back as such.
     writeImage(dir / "pm.png", f, Depth::U16, Alpha::Premultiplied);
-    const auto pm = rawPixels(dir / "pm.png", &spec);
+    const auto pm = rawPixels(dir / "pm.png", &imageSpec);
     EXPECT_NEAR(pm[2 * 4 + 0], 0.4f, 1e-3f);
     const Frame back = readImage(dir / "pm.png", Alpha::Premultiplied);
     EXPECT_NEAR(back.at(2, 0)[0], 0.4f, 1e-3f);

@@ -112,10 +112,10 @@ Frame readImage(const std::string& path, std::optional<Alpha> stored, ImageInfo*
         std::replace(why.begin(), why.end(), '\n', ' ');
         throw failure("cannot read " + path + ": " + (why.empty() ? "unknown format" : why));
     }
-    const ImageSpec spec = in->spec();
-    const int w = spec.width;
-    const int h = spec.height;
-    const int nc = spec.nchannels;
+    const ImageSpec imageSpec = in->spec();
+    const int w = imageSpec.width;
+    const int h = imageSpec.height;
+    const int nc = imageSpec.nchannels;
     if (w <= 0 || h <= 0 || nc <= 0) {
         throw failure("cannot read " + path + ": it holds no pixels");
     }
@@ -127,12 +127,13 @@ Frame readImage(const std::string& path, std::optional<Alpha> stored, ImageInfo*
     }
     in->close();
 
-    int alphaChannel = spec.alpha_channel;
+    int alphaChannel = imageSpec.alpha_channel;
     if (alphaChannel < 0 && (nc == 2 || nc >= 4)) {
         alphaChannel = nc == 2 ? 1 : 3;
     }
-    Alpha state = spec.get_int_attribute("oiio:UnassociatedAlpha", 0) != 0 ? Alpha::Straight
-                                                                           : defaultAlpha(path);
+    Alpha state = imageSpec.get_int_attribute("oiio:UnassociatedAlpha", 0) != 0
+                      ? Alpha::Straight
+                      : defaultAlpha(path);
     if (stored) {
         state = *stored;
     }
@@ -158,9 +159,9 @@ Frame readImage(const std::string& path, std::optional<Alpha> stored, ImageInfo*
     if (info != nullptr) {
         info->stored = state;
         info->channels = nc;
-        info->depth = spec.format == TypeDesc::UINT8    ? Depth::U8
-                      : spec.format == TypeDesc::UINT16 ? Depth::U16
-                                                        : Depth::Float;
+        info->depth = imageSpec.format == TypeDesc::UINT8    ? Depth::U8
+                      : imageSpec.format == TypeDesc::UINT16 ? Depth::U16
+                                                             : Depth::Float;
     }
     return frame;
 }
@@ -187,13 +188,14 @@ void writeImage(const std::string& path, const Frame& frame, Depth depth, Alpha 
     if (f == "exr" && depth == Depth::U16) {
         type = TypeDesc::HALF;
     }
-    ImageSpec spec(frame.width, frame.height, nc, type);
+    ImageSpec imageSpec(frame.width, frame.height, nc, type);
     if (!noAlpha) {
-        spec.alpha_channel = 3;
+        imageSpec.alpha_channel = 3;
     }
     // Every format gets the values exactly as we store them: PNG would
     // otherwise divide by alpha itself, and TIFF records which they are.
-    spec.attribute("oiio:UnassociatedAlpha", (stored == Alpha::Straight || f == "png") ? 1 : 0);
+    imageSpec.attribute("oiio:UnassociatedAlpha",
+                        (stored == Alpha::Straight || f == "png") ? 1 : 0);
 
     std::vector<float> data(std::size_t(frame.width) * std::size_t(frame.height) * nc);
     for (std::size_t i = 0; i < std::size_t(frame.width) * std::size_t(frame.height); ++i) {
@@ -225,7 +227,7 @@ void writeImage(const std::string& path, const Frame& frame, Depth depth, Alpha 
         std::replace(text.begin(), text.end(), '\n', ' ');
         return failure("cannot write " + path + ": " + text);
     };
-    if (!out->open(temporary, spec)) {
+    if (!out->open(temporary, imageSpec)) {
         throw discard(out->geterror());
     }
     if (!out->write_image(TypeDesc::FLOAT, data.data())) {
