@@ -18,6 +18,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -36,6 +37,8 @@ struct LiveInstance {
         EXPECT_EQ(plugin.describe(), kOfxStatOK);
         EXPECT_EQ(plugin.describeInContext(kOfxImageEffectContextFilter), kOfxStatOK);
         fx = plugin.createInstance(kOfxImageEffectContextFilter);
+        if (fx == nullptr)
+            throw std::runtime_error("the test effect refused an instance");
         bridge.bindHost(host.ofxHost(), fx->handle(), nullptr, nullptr);
     }
     ~LiveInstance() {
@@ -136,9 +139,9 @@ TEST_F(HostValues, NamesComeFromTheIdentifierTable) {
 }
 
 TEST(HostValuesFailure, MissingParameterSetIsTheActionsStatus) {
-    ofxhost::HostConfig config;
-    config.failCall("OfxImageEffectSuite.getParamSet", kOfxStatErrMemory);
-    LiveInstance live(config);
+    LiveInstance live;
+    // Once the instance exists: it needs its parameters to be made.
+    live.host.injectFailure("OfxImageEffectSuite.getParamSet", kOfxStatErrMemory);
     VX::Host::OFX::Parameters set(live.bridge);
     set.append(makeDoubleParam("gain", 0, 1, 0, 2, 0, 2));
     try {
