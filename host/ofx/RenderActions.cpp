@@ -192,7 +192,7 @@ OfxStatus Host::regionsOfInterestAction() {
 
 OfxStatus Host::framesNeededAction() {
     ActionParameters params(*this, actionParameters_);
-    generalContext(*this);
+    generalContext(*this); // read for its failures: the answer is the same in both contexts
     const double time = readTime(*this);
     OfxImageClipHandle source = nullptr;
     OfxStatus status = imageEffectSuite()->clipGetHandle(
