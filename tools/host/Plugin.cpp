@@ -24,7 +24,14 @@ Function functionFrom(void* address) {
     return f;
 }
 
-thread_local std::vector<std::string> tlsActions;
+// The actions running on this thread, innermost first, as a chain of frames
+// on the callers' stacks. Kept trivially destructible: MinGW's thread-local
+// storage runs destructors of thread-local objects unreliably at thread exit.
+struct ActionFrame {
+    const char* name;
+    const ActionFrame* outer;
+};
+thread_local const ActionFrame* tlsAction = nullptr;
 
 std::string text(const char* s) { return s != nullptr ? s : ""; }
 
@@ -150,17 +157,18 @@ OfxStatus Plugin::action(const char* name, const void* handle, PropertySet* inAr
         throw Error(problem);
     }
     Host::CurrentScope scope(host_);
-    tlsActions.push_back(text(name));
+    const ActionFrame frame{name, tlsAction};
+    tlsAction = &frame;
     const OfxStatus status =
         record_->mainEntry(name, handle, inArgs != nullptr ? inArgs->handle() : nullptr,
                            outArgs != nullptr ? outArgs->handle() : nullptr);
-    tlsActions.pop_back();
+    tlsAction = frame.outer;
     host_->recordAction({identifier_, text(name), handle, status});
     return status;
 }
 
 std::string Plugin::actionInProgress() {
-    return tlsActions.empty() ? std::string() : tlsActions.back();
+    return tlsAction != nullptr ? text(tlsAction->name) : std::string();
 }
 
 std::unique_ptr<EffectInstance> Plugin::createInstance(const std::string& context,
