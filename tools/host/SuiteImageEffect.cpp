@@ -38,14 +38,8 @@ OfxStatus getPropertySet(OfxImageEffectHandle effect, OfxPropertySetHandle* prop
         set = &d->properties();
     } else if (EffectInstance* i = EffectInstance::fromHandle(effect)) {
         set = &i->properties();
-    } else {
-        return kOfxStatErrBadHandle;
     }
-    if (props == nullptr) {
-        return kOfxStatErrValue;
-    }
-    *props = set->handle();
-    return kOfxStatOK;
+    return answerPropertySet(set, props);
 }
 
 OfxStatus getParamSet(OfxImageEffectHandle effect, OfxParamSetHandle* paramSet) {
@@ -99,16 +93,7 @@ OfxStatus clipGetHandle(OfxImageEffectHandle effect, const char* name, OfxImageC
     } else {
         return kOfxStatErrBadHandle;
     }
-    if (handle == nullptr) {
-        return kOfxStatErrUnknown;
-    }
-    if (clip != nullptr) {
-        *clip = handle;
-    }
-    if (props != nullptr) {
-        *props = set->handle();
-    }
-    return kOfxStatOK;
+    return answerLookup(handle, set, clip, props);
 }
 
 OfxStatus clipGetPropertySet(OfxImageClipHandle clip, OfxPropertySetHandle* props) {
@@ -118,14 +103,8 @@ OfxStatus clipGetPropertySet(OfxImageClipHandle clip, OfxPropertySetHandle* prop
         set = &d->properties();
     } else if (ClipInstance* c = ClipInstance::fromHandle(clip)) {
         set = &c->properties();
-    } else {
-        return kOfxStatErrBadHandle;
     }
-    if (props == nullptr) {
-        return kOfxStatErrValue;
-    }
-    *props = set->handle();
-    return kOfxStatOK;
+    return answerPropertySet(set, props);
 }
 
 OfxStatus clipGetImage(OfxImageClipHandle clip, OfxTime time, const OfxRectD* region,

@@ -160,16 +160,7 @@ OfxStatus paramGetHandle(OfxParamSetHandle paramSet, const char* name, OfxParamH
     } else {
         return kOfxStatErrBadHandle;
     }
-    if (handle == nullptr) {
-        return kOfxStatErrUnknown;
-    }
-    if (param != nullptr) {
-        *param = handle;
-    }
-    if (props != nullptr) {
-        *props = set->handle();
-    }
-    return kOfxStatOK;
+    return answerLookup(handle, set, param, props);
 }
 
 OfxStatus paramSetGetPropertySet(OfxParamSetHandle paramSet, OfxPropertySetHandle* props) {
@@ -179,14 +170,8 @@ OfxStatus paramSetGetPropertySet(OfxParamSetHandle paramSet, OfxPropertySetHandl
         set = &d->properties();
     } else if (InstanceParamSet* i = InstanceParamSet::fromHandle(paramSet)) {
         set = &i->properties();
-    } else {
-        return kOfxStatErrBadHandle;
     }
-    if (props == nullptr) {
-        return kOfxStatErrValue;
-    }
-    *props = set->handle();
-    return kOfxStatOK;
+    return answerPropertySet(set, props);
 }
 
 OfxStatus paramGetPropertySet(OfxParamHandle param, OfxPropertySetHandle* props) {
@@ -196,14 +181,8 @@ OfxStatus paramGetPropertySet(OfxParamHandle param, OfxPropertySetHandle* props)
         set = &d->properties();
     } else if (ParamInstance* i = ParamInstance::fromHandle(param)) {
         set = &i->properties();
-    } else {
-        return kOfxStatErrBadHandle;
     }
-    if (props == nullptr) {
-        return kOfxStatErrValue;
-    }
-    *props = set->handle();
-    return kOfxStatOK;
+    return answerPropertySet(set, props);
 }
 
 OfxStatus paramGetValue(OfxParamHandle h, ...) {

@@ -29,6 +29,30 @@ void destroyMutex(void* mutex) noexcept;
 // it is one of ours, else Host::current().
 Host* hostFor(const void* handle) noexcept;
 
+// The answer of a get-property-set call once the object is found (`set` is
+// null when the handle was no object of ours).
+inline OfxStatus answerPropertySet(PropertySet* set, OfxPropertySetHandle* props) {
+    if (set == nullptr)
+        return kOfxStatErrBadHandle;
+    if (props == nullptr)
+        return kOfxStatErrValue;
+    *props = set->handle();
+    return kOfxStatOK;
+}
+
+// The answer of a look-up by name: the object's handle and, when asked, its
+// property set; kOfxStatErrUnknown when nothing has the name.
+template <class Handle>
+OfxStatus answerLookup(Handle found, PropertySet* set, Handle* out, OfxPropertySetHandle* props) {
+    if (found == nullptr)
+        return kOfxStatErrUnknown;
+    if (out != nullptr)
+        *out = found;
+    if (props != nullptr)
+        *props = set->handle();
+    return kOfxStatOK;
+}
+
 } // namespace detail
 } // namespace ofxhost
 
