@@ -36,7 +36,7 @@ public:
         params.hue = hueShift;
         params.saturation = saturationFactor;
         params.value = valueFactor;
-        hsvRegion(currentKernelFamily(kAllFamilies), destination, input, covered, params,
+        hsvRegion(currentKernelFamily(kSSEFamilies), destination, input, covered, params,
                   &progress);
     }
 

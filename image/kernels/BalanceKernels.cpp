@@ -137,6 +137,8 @@ BalanceParams makeBalanceParams(float scale, float offset, float gamma, bool fla
 void balanceRegion(KernelFamily family, HostImage& destination, const HostImage& source,
                    const Rect& rect, const BalanceParams& params, Progress* progress) {
     switch (family) {
+    case KernelFamily::AVX512:
+    case KernelFamily::AVX2: // no wider family: the SSE4.1 one runs there
     case KernelFamily::SSE4_1:
         balanceRegionSSE41(destination, source, rect, params, progress);
         return;

@@ -225,7 +225,7 @@ bool blendPortableFloat(HostImage& out, const HostImage* background, const HostI
 
 std::uint32_t blendFamilies() {
 #ifdef SQ_BLEND_VECTOR_FAMILIES
-    return kAllFamilies;
+    return kSSEFamilies;
 #else
     return familyBit(KernelFamily::Portable);
 #endif

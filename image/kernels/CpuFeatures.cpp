@@ -72,5 +72,27 @@ std::uint32_t decodeCpuFeatures(CpuIdFunction cpuid) {
 
 std::uint32_t cpuFeatures() { return decodeCpuFeatures(&processorCpuId); }
 
+std::uint32_t decodeWideVectors(CpuIdFunction cpuid, XgetbvFunction xcr0) {
+    const std::uint32_t maxLeaf = cpuid(0, 0).eax;
+    if (maxLeaf < 7)
+        return 0;
+    const std::uint32_t ecx1 = cpuid(1, 0).ecx;
+    // OSXSAVE (27) and AVX (28): without them XGETBV itself faults.
+    if (!bit(ecx1, 27) || !bit(ecx1, 28))
+        return 0;
+    const std::uint64_t state = xcr0();
+    constexpr std::uint64_t kYmmState = 0x6;  // SSE and AVX registers
+    constexpr std::uint64_t kZmmState = 0xE6; // and the mask and upper ZMM registers
+    const std::uint32_t ebx7 = cpuid(7, 0).ebx;
+    std::uint32_t wide = 0;
+    if ((state & kYmmState) == kYmmState && bit(ebx7, 5))
+        wide |= kWideAVX2;
+    if ((wide & kWideAVX2) && (state & kZmmState) == kZmmState && bit(ebx7, 16))
+        wide |= kWideAVX512;
+    return wide;
+}
+
+std::uint32_t wideVectorFamilies() { return decodeWideVectors(&processorCpuId, &processorXcr0); }
+
 } // namespace Image
 } // namespace VX

@@ -58,5 +58,28 @@ std::uint32_t decodeCpuFeatures(CpuIdFunction cpuid);
 // The features of this processor, asked afresh at every call.
 std::uint32_t cpuFeatures();
 
+// The wide vector sets, which need more than the feature set above tells:
+// the instructions (CPUID) and the system's saving of the wider registers
+// on a thread switch (the XCR0 register, read by XGETBV). Without the
+// latter, their instructions fault.
+enum WideVectors : std::uint32_t {
+    kWideAVX2 = 0x1,   // AVX and AVX2, with YMM state saved
+    kWideAVX512 = 0x2, // AVX-512 Foundation, with ZMM and mask state saved
+};
+
+// Reads the extended control register XCR0.
+using XgetbvFunction = std::uint64_t (*)();
+
+// The processor's XCR0 (0 where the instruction is missing).
+std::uint64_t processorXcr0();
+
+// Decodes the wide vector sets from the answers of `cpuid` and `xcr0`. XCR0
+// is read only when CPUID says the system has enabled XGETBV (leaf 1, ECX
+// bit 27).
+std::uint32_t decodeWideVectors(CpuIdFunction cpuid, XgetbvFunction xcr0);
+
+// The wide vector sets of this processor and system, asked afresh.
+std::uint32_t wideVectorFamilies();
+
 } // namespace Image
 } // namespace VX

@@ -21,6 +21,17 @@ CpuIdRegisters processorCpuId(std::uint32_t leaf, std::uint32_t subLeaf) {
 #endif
 }
 
+std::uint64_t processorXcr0() {
+#if defined(__x86_64__) || defined(__i386__)
+    // Callers ask only when CPUID says the system enabled the instruction.
+    std::uint32_t low = 0, high = 0;
+    __asm__ volatile("xgetbv" : "=a"(low), "=d"(high) : "c"(0));
+    return (std::uint64_t(high) << 32) | low;
+#else
+    return 0;
+#endif
+}
+
 } // namespace Image
 } // namespace VX
 

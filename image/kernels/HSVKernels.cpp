@@ -143,6 +143,8 @@ void hsvRows(HostImage& destination, const HostImage& source, const Rect& rect, 
 void hsvRegion(KernelFamily family, HostImage& destination, const HostImage& source,
                const Rect& rect, const HSVParams& params, Progress* progress) {
     switch (family) {
+    case KernelFamily::AVX512:
+    case KernelFamily::AVX2: // no wider family: the SSE4.1 one runs there
     case KernelFamily::SSE4_1:
         hsvRegionSSE41(destination, source, rect, params, progress);
         return;

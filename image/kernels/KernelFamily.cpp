@@ -20,33 +20,47 @@ const char* kernelFamilyName(KernelFamily family) {
         return "SSSE3";
     case KernelFamily::SSE4_1:
         return "SSE4_1";
+    case KernelFamily::AVX2:
+        return "AVX2";
+    case KernelFamily::AVX512:
+        return "AVX512";
     }
     return "?";
 }
 
-KernelFamily chooseKernelFamily(std::uint32_t features, std::uint32_t offered) {
-    if ((features & kCpuSSE4_1) && (offered & familyBit(KernelFamily::SSE4_1)))
-        return KernelFamily::SSE4_1;
-    if ((features & kCpuSSSE3) && (offered & familyBit(KernelFamily::SSSE3)))
-        return KernelFamily::SSSE3;
-    if ((features & kCpuSSE2) && (offered & familyBit(KernelFamily::SSE2)))
-        return KernelFamily::SSE2;
+std::uint32_t runnableFamilies(std::uint32_t features, std::uint32_t wide) {
+    std::uint32_t families = familyBit(KernelFamily::Portable);
+    if (features & kCpuSSE2)
+        families |= familyBit(KernelFamily::SSE2);
+    if (features & kCpuSSSE3)
+        families |= familyBit(KernelFamily::SSSE3);
+    if (features & kCpuSSE4_1)
+        families |= familyBit(KernelFamily::SSE4_1);
+    if (wide & kWideAVX2)
+        families |= familyBit(KernelFamily::AVX2);
+    if (wide & kWideAVX512)
+        families |= familyBit(KernelFamily::AVX512);
+    return families;
+}
+
+KernelFamily chooseKernelFamily(std::uint32_t runnable, std::uint32_t offered) {
+    const std::uint32_t both = runnable & offered;
+    for (int f = kKernelFamilyCount - 1; f > 0; --f)
+        if (both & familyBit(KernelFamily(f)))
+            return KernelFamily(f);
     return KernelFamily::Portable;
 }
+
+std::uint32_t processorFamilies() { return runnableFamilies(cpuFeatures(), wideVectorFamilies()); }
 
 KernelFamily currentKernelFamily(std::uint32_t offered) {
     const int forced = gForced.load(std::memory_order_relaxed);
     if (forced >= 0) {
-        const KernelFamily f = static_cast<KernelFamily>(forced);
-        // A filter without that family falls back to its next best.
-        if (offered & familyBit(f))
-            return f;
-        return chooseKernelFamily(f == KernelFamily::SSE4_1  ? kCpuBaseFeatures | kCpuSSSE3
-                                  : f == KernelFamily::SSSE3 ? kCpuBaseFeatures
-                                                             : 0,
-                                  offered);
+        // The forced family, or the filter's best below it.
+        const std::uint32_t upTo = (familyBit(KernelFamily(forced)) << 1) - 1;
+        return chooseKernelFamily(upTo, offered);
     }
-    return chooseKernelFamily(cpuFeatures(), offered);
+    return chooseKernelFamily(processorFamilies(), offered);
 }
 
 ForcedKernelFamily::ForcedKernelFamily(KernelFamily family) {

@@ -7,27 +7,46 @@
 namespace VX {
 namespace Image {
 
-// The instruction sets the kernels are compiled for. Portable loops define
-// the results; every vector family must give the same bits.
-enum class KernelFamily { Portable, SSE2, SSSE3, SSE4_1 };
+// The instruction sets the kernels are compiled for, narrowest first.
+// Portable loops define the results; every vector family must give the same
+// bits.
+enum class KernelFamily { Portable, SSE2, SSSE3, SSE4_1, AVX2, AVX512 };
+
+constexpr int kKernelFamilyCount = 6;
 
 const char* kernelFamilyName(KernelFamily family);
 
-// The best family this processor runs, among those a filter offers.
-// `offered` is a set of (1 << KernelFamily) bits; Portable is always there.
-KernelFamily chooseKernelFamily(std::uint32_t features, std::uint32_t offered);
-
 constexpr std::uint32_t familyBit(KernelFamily f) { return 1u << static_cast<unsigned>(f); }
-constexpr std::uint32_t kAllFamilies =
+
+// The families of the filters written for the SSE generation: portable loops,
+// SSE2, SSSE3 and SSE4.1.
+constexpr std::uint32_t kSSEFamilies =
     familyBit(KernelFamily::Portable) | familyBit(KernelFamily::SSE2) |
     familyBit(KernelFamily::SSSE3) | familyBit(KernelFamily::SSE4_1);
+// Every family there is.
+constexpr std::uint32_t kAllFamilies =
+    kSSEFamilies | familyBit(KernelFamily::AVX2) | familyBit(KernelFamily::AVX512);
 
-// The family the filters use now: the processor's features, asked afresh,
-// unless a test has forced another (see ForcedKernelFamily).
+// The families this processor and its system can run: the SSE ones from the
+// feature set (cpuFeatures), the wide ones from wideVectorFamilies.
+std::uint32_t runnableFamilies(std::uint32_t features, std::uint32_t wide);
+
+// The best family among `offered` (a set of familyBit values; Portable is
+// always there) that the processor runs: the widest first, then SSE4_1,
+// SSSE3, SSE2.
+KernelFamily chooseKernelFamily(std::uint32_t runnable, std::uint32_t offered);
+
+// The family the filters use now: the processor's, asked afresh, unless a
+// test has forced another (see ForcedKernelFamily).
 KernelFamily currentKernelFamily(std::uint32_t offered);
 
-// For tests: every family can be run on any machine that has it, and the
-// portable loops anywhere. Restores the processor's choice when destroyed.
+// The families this processor runs, asked afresh.
+std::uint32_t processorFamilies();
+
+// For tests and benchmarks: every family can be run on any machine that has
+// it, and the portable loops anywhere. A filter that lacks the forced family
+// uses its best one below it. Restores the processor's choice when
+// destroyed.
 class ForcedKernelFamily {
 public:
     explicit ForcedKernelFamily(KernelFamily family);

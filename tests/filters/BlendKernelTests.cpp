@@ -33,6 +33,10 @@ std::string familyName(KernelFamily f) {
         return "Ssse3";
     case KernelFamily::SSE4_1:
         return "Sse41";
+    case KernelFamily::AVX2:
+        return "Avx2";
+    case KernelFamily::AVX512:
+        return "Avx512";
     }
     return "Unknown";
 }

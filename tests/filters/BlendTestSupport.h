@@ -151,20 +151,11 @@ inline std::string firstDifference(const std::vector<unsigned char>& a,
     return "";
 }
 
-// Whether this processor can run `family`.
+// Whether this processor can run `family` and this build has blend kernels
+// for it.
 inline bool familyRuns(KernelFamily family) {
-    const std::uint32_t f = VX::Image::cpuFeatures();
-    switch (family) {
-    case KernelFamily::SSE4_1:
-        return (f & VX::Image::kCpuSSE4_1) != 0 && VX::Image::blendEntry(family, 8) != nullptr;
-    case KernelFamily::SSSE3:
-        return (f & VX::Image::kCpuSSSE3) != 0 && VX::Image::blendEntry(family, 8) != nullptr;
-    case KernelFamily::SSE2:
-        return VX::Image::blendEntry(family, 8) != nullptr;
-    case KernelFamily::Portable:
-        return true;
-    }
-    return false;
+    const std::uint32_t offered = VX::Image::blendFamilies();
+    return (VX::Image::processorFamilies() & offered & VX::Image::familyBit(family)) != 0;
 }
 
 } // namespace blendtest

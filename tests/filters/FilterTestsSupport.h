@@ -26,15 +26,7 @@ using VX::Image::HostImage;
 using VX::Image::KernelFamily;
 
 inline bool processorRuns(KernelFamily family) {
-    const std::uint32_t features = VX::Image::cpuFeatures();
-    switch (family) {
-    case KernelFamily::SSE4_1:
-        return (features & VX::Image::kCpuSSE4_1) != 0;
-    case KernelFamily::SSSE3:
-        return (features & VX::Image::kCpuSSSE3) != 0;
-    default:
-        return true;
-    }
+    return (VX::Image::processorFamilies() & VX::Image::familyBit(family)) != 0;
 }
 
 // An image of random samples: integers over their whole range, floats from

@@ -1,4 +1,5 @@
 #include "image/kernels/CpuFeatures.h"
+#include "image/kernels/KernelFamily.h"
 
 #include <gtest/gtest.h>
 
@@ -111,6 +112,115 @@ TEST_F(CpuFeaturesDecode, Avx2NeedsAvxAndLeafSeven) {
     EXPECT_EQ(decode() & (kCpuAVX | kCpuAVX2), 0u);
 }
 
+// --- wide vectors: instructions and the system's register state ------------------
+
+std::uint64_t gXcr0 = 0;
+bool gXcr0Read = false;
+std::uint64_t fakeXcr0() {
+    gXcr0Read = true;
+    return gXcr0;
+}
+
+struct WideCase {
+    const char* name;
+    std::uint32_t maxLeaf;
+    std::uint32_t ecx1; // OSXSAVE is bit 27, AVX bit 28
+    std::uint32_t ebx7; // AVX2 is bit 5, AVX-512F bit 16
+    std::uint64_t xcr0;
+    std::uint32_t expected;
+    bool readsXcr0;
+};
+
+constexpr std::uint32_t kOsxsaveAvx = (1u << 27) | (1u << 28);
+constexpr std::uint32_t kAvx2Avx512 = (1u << 5) | (1u << 16);
+
+const WideCase kWideCases[] = {
+    {"Both", 7, kOsxsaveAvx, kAvx2Avx512, 0xE7, kWideAVX2 | kWideAVX512, true},
+    {"SystemSavesYmmOnly", 7, kOsxsaveAvx, kAvx2Avx512, 0x7, kWideAVX2, true},
+    {"SystemSavesNoYmm", 7, kOsxsaveAvx, kAvx2Avx512, 0x3, 0, true},
+    {"ZmmWithoutMaskState", 7, kOsxsaveAvx, kAvx2Avx512, 0xC7, kWideAVX2, true},
+    {"Avx2Only", 7, kOsxsaveAvx, 1u << 5, 0xE7, kWideAVX2, true},
+    {"Avx512WithoutAvx2", 7, kOsxsaveAvx, 1u << 16, 0xE7, 0, true},
+    {"NoOsxsave", 7, 1u << 28, kAvx2Avx512, 0xE7, 0, false},
+    {"NoAvx", 7, 1u << 27, kAvx2Avx512, 0xE7, 0, false},
+    {"NoLeaf7", 6, kOsxsaveAvx, kAvx2Avx512, 0xE7, 0, false},
+};
+
+class WideVectorsDecode : public ::testing::TestWithParam<WideCase> {};
+
+TEST_P(WideVectorsDecode, NeedsInstructionsAndSavedRegisters) {
+    const WideCase& c = GetParam();
+    FakeProcessor fake;
+    fake.leaves[{0, 0}] = {c.maxLeaf, 0, 0, 0};
+    fake.leaves[{1, 0}] = {0, 0, c.ecx1, 0};
+    fake.leaves[{7, 0}] = {0, c.ebx7, 0, 0};
+    gFake = &fake;
+    gXcr0 = c.xcr0;
+    gXcr0Read = false;
+    EXPECT_EQ(decodeWideVectors(&fakeCpuId, &fakeXcr0), c.expected);
+    // XGETBV faults where the system has not enabled it: never asked then.
+    EXPECT_EQ(gXcr0Read, c.readsXcr0);
+    gFake = nullptr;
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, WideVectorsDecode, ::testing::ValuesIn(kWideCases),
+                         [](const ::testing::TestParamInfo<WideCase>& nameOf) {
+                             return std::string(nameOf.param.name);
+                         });
+
+struct ChoiceCase {
+    const char* name;
+    std::uint32_t features, wide, offered;
+    KernelFamily expected;
+};
+
+const std::uint32_t kSse41 = kCpuBaseFeatures | kCpuSSSE3 | kCpuSSE4_1;
+const ChoiceCase kChoiceCases[] = {
+    {"WidestOffered", kSse41, kWideAVX2 | kWideAVX512, kAllFamilies, KernelFamily::AVX512},
+    {"Avx512NotOffered", kSse41, kWideAVX2 | kWideAVX512, kSSEFamilies, KernelFamily::SSE4_1},
+    {"Avx2System", kSse41, kWideAVX2, kAllFamilies, KernelFamily::AVX2},
+    {"NoSse41", kCpuBaseFeatures | kCpuSSSE3, 0, kAllFamilies, KernelFamily::SSSE3},
+    {"BalanceHasNoSsse3", kCpuBaseFeatures | kCpuSSSE3, 0,
+     familyBit(KernelFamily::Portable) | familyBit(KernelFamily::SSE2) |
+         familyBit(KernelFamily::SSE4_1),
+     KernelFamily::SSE2},
+    {"Sse2Only", kCpuBaseFeatures, 0, kAllFamilies, KernelFamily::SSE2},
+    {"NoFeatures", 0, 0, kAllFamilies, KernelFamily::Portable},
+};
+
+class KernelFamilyChoice : public ::testing::TestWithParam<ChoiceCase> {};
+
+TEST_P(KernelFamilyChoice, BestRunnableAndOffered) {
+    const ChoiceCase& c = GetParam();
+    EXPECT_EQ(chooseKernelFamily(runnableFamilies(c.features, c.wide), c.offered), c.expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, KernelFamilyChoice, ::testing::ValuesIn(kChoiceCases),
+                         [](const ::testing::TestParamInfo<ChoiceCase>& nameOf) {
+                             return std::string(nameOf.param.name);
+                         });
+
+// A forced family that a filter lacks gives its best one below, never one
+// above.
+TEST(ForcedKernelFamily, FallsBackBelow) {
+    const std::uint32_t balance = familyBit(KernelFamily::Portable) |
+                                  familyBit(KernelFamily::SSE2) | familyBit(KernelFamily::SSE4_1);
+    {
+        ForcedKernelFamily forced(KernelFamily::SSSE3);
+        EXPECT_EQ(currentKernelFamily(balance), KernelFamily::SSE2);
+        EXPECT_EQ(currentKernelFamily(kSSEFamilies), KernelFamily::SSSE3);
+    }
+    {
+        ForcedKernelFamily forced(KernelFamily::AVX512);
+        EXPECT_EQ(currentKernelFamily(kSSEFamilies), KernelFamily::SSE4_1);
+        EXPECT_EQ(currentKernelFamily(kAllFamilies), KernelFamily::AVX512);
+    }
+    {
+        ForcedKernelFamily forced(KernelFamily::Portable);
+        EXPECT_EQ(currentKernelFamily(kAllFamilies), KernelFamily::Portable);
+    }
+}
+
 TEST(CpuFeatureNames, InBitOrder) {
     const char* expected[] = {"MMX",    "Enhanced MMX", "CMOV",   "3DNow!", "Enhanced 3DNow!",
                               "SSE",    "SSE2",         "SSE3",   "SSSE3",  "SSE4a",
@@ -136,6 +246,10 @@ TEST(CpuFeaturesOfThisProcessor, HasTheBaseAndAgreesWithTheCompiler) {
     EXPECT_EQ((f & kCpuSSE4_1) != 0, __builtin_cpu_supports("sse4.1") != 0);
     EXPECT_EQ((f & kCpuSSSE3) != 0, __builtin_cpu_supports("ssse3") != 0);
     EXPECT_EQ((f & kCpuAVX2) != 0, __builtin_cpu_supports("avx2") != 0);
+    // GCC's answer includes the system's register state, like ours.
+    const std::uint32_t wide = wideVectorFamilies();
+    EXPECT_EQ((wide & kWideAVX2) != 0, __builtin_cpu_supports("avx2") != 0);
+    EXPECT_EQ((wide & kWideAVX512) != 0, __builtin_cpu_supports("avx512f") != 0);
 #endif
 }
 
