@@ -1,5 +1,7 @@
 #include "image/kernels/DericheKernels.h"
 
+#include "image/kernels/ReproducibleMath.h"
+
 #include <cmath>
 
 namespace VX {
@@ -44,23 +46,25 @@ DericheCoefficients dericheCoefficients(double sigma, unsigned order) {
     const OrderConstants& k = kOrders[order == 1 || order == 2 ? order : 0];
 
     const double b0 = k.b0 / s, b1 = k.b1 / s, w0 = k.w0 / s, w1 = k.w1 / s;
-    const double cw0 = std::cos(w0), sw0 = std::sin(w0), cw1 = std::cos(w1), sw1 = std::sin(w1);
-    const double eb0 = std::exp(-b0), eb1 = std::exp(-b1);
+    // The same coefficients, to the bit, on every platform.
+    const auto exp = &reproducibleExp;
+    const double cw0 = reproducibleCos(w0), sw0 = reproducibleSin(w0);
+    const double cw1 = reproducibleCos(w1), sw1 = reproducibleSin(w1);
+    const double eb0 = exp(-b0), eb1 = exp(-b1);
 
     DericheCoefficients c;
     c.order = order;
     c.n0 = k.a0 + k.c0;
     c.n1 =
         eb1 * (k.c1 * sw1 - (k.c0 + 2 * k.a0) * cw1) + eb0 * (k.a1 * sw0 - (2 * k.c0 + k.a0) * cw0);
-    c.n2 =
-        2 * std::exp(-b0 - b1) * ((k.a0 + k.c0) * cw1 * cw0 - k.a1 * cw1 * sw0 - k.c1 * cw0 * sw1) +
-        k.c0 * std::exp(-2 * b0) + k.a0 * std::exp(-2 * b1);
-    c.n3 = std::exp(-b1 - 2 * b0) * (k.c1 * sw1 - k.c0 * cw1) +
-           std::exp(-b0 - 2 * b1) * (k.a1 * sw0 - k.a0 * cw0);
+    c.n2 = 2 * exp(-b0 - b1) * ((k.a0 + k.c0) * cw1 * cw0 - k.a1 * cw1 * sw0 - k.c1 * cw0 * sw1) +
+           k.c0 * exp(-2 * b0) + k.a0 * exp(-2 * b1);
+    c.n3 = exp(-b1 - 2 * b0) * (k.c1 * sw1 - k.c0 * cw1) +
+           exp(-b0 - 2 * b1) * (k.a1 * sw0 - k.a0 * cw0);
     c.d1 = -2 * eb1 * cw1 - 2 * eb0 * cw0;
-    c.d2 = 4 * cw1 * cw0 * std::exp(-b0 - b1) + std::exp(-2 * b1) + std::exp(-2 * b0);
-    c.d3 = -2 * cw0 * std::exp(-b0 - 2 * b1) - 2 * cw1 * std::exp(-b1 - 2 * b0);
-    c.d4 = std::exp(-2 * b0 - 2 * b1);
+    c.d2 = 4 * cw1 * cw0 * exp(-b0 - b1) + exp(-2 * b1) + exp(-2 * b0);
+    c.d3 = -2 * cw0 * exp(-b0 - 2 * b1) - 2 * cw1 * exp(-b1 - 2 * b0);
+    c.d4 = exp(-2 * b0 - 2 * b1);
     c.m1 = c.n1 - c.d1 * c.n0;
     c.m2 = c.n2 - c.d2 * c.n0;
     c.m3 = c.n3 - c.d3 * c.n0;
@@ -72,6 +76,20 @@ DericheCoefficients dericheCoefficients(double sigma, unsigned order) {
 
     const double gain = 2 * causalImpulseSum(c) - c.n0;
     c.normalisation = gain != 0 ? 1 / gain : 1;
+    if (c.order == 0) {
+        // Smoothing: each recursion starts at half the filter's gain for a
+        // constant, the causal one with the centre tap, the anti-causal one
+        // without it.
+        c.causalStart = (1 / c.normalisation + c.n0) / 2;
+        c.antiCausalStart = (1 / c.normalisation - c.n0) / 2;
+    } else {
+        // Derivatives: their gains are no guide (the response changes sign),
+        // so each recursion starts in its exact steady state, and a uniform
+        // line has no slope at its ends either.
+        const double denominator = 1 + c.d1 + c.d2 + c.d3 + c.d4;
+        c.causalStart = (c.n0 + c.n1 + c.n2 + c.n3) / denominator;
+        c.antiCausalStart = (c.m1 + c.m2 + c.m3 + c.m4) / denominator;
+    }
 
     if (order <= 2) {
         const std::size_t taps = static_cast<std::size_t>(std::ceil(3.5 * s));
@@ -79,7 +97,7 @@ DericheCoefficients dericheCoefficients(double sigma, unsigned order) {
         double total = 0;
         for (std::size_t i = 0; i < taps; ++i) {
             const double x = double(i) / s;
-            const double g = std::exp(-x * x / 2);
+            const double g = reproducibleExp(-x * x / 2);
             c.kernel[i] = order == 0 ? g : order == 1 ? -g * x / s : g * (x * x - 1) / (s * s);
             total += std::fabs(c.kernel[i]);
         }
@@ -120,15 +138,8 @@ void dericheLine(const DericheCoefficients& c, const double* x, std::size_t leng
         nearEdge = edgeValue(c, x, 1, length);
         farEdge = edgeValue(c, x + (length - 1), -1, length);
     }
-    // The recursions' steady states for a constant input e: e times the
-    // sums of their numerators over the sum of the denominator. Started
-    // there, a constant line stays constant to its last sample.
-    const double denominator = 1 + c.d1 + c.d2 + c.d3 + c.d4;
-    const double causalSteady = (c.n0 + c.n1 + c.n2 + c.n3) / denominator;
-    const double antiSteady = (c.m1 + c.m2 + c.m3 + c.m4) / denominator;
-
     double x1 = nearEdge, x2 = nearEdge, x3 = nearEdge;
-    double y1 = nearEdge * causalSteady, y2 = y1, y3 = y1, y4 = y1;
+    double y1 = nearEdge * c.causalStart, y2 = y1, y3 = y1, y4 = y1;
     for (std::size_t n = 0; n < length; ++n) {
         const double y = c.n0 * x[n] + c.n1 * x1 + c.n2 * x2 + c.n3 * x3 - c.d1 * y1 - c.d2 * y2 -
                          c.d3 * y3 - c.d4 * y4;
@@ -140,7 +151,7 @@ void dericheLine(const DericheCoefficients& c, const double* x, std::size_t leng
     // The anti-causal recursion reads the samples after n: x1 is x[n + 1].
     x1 = x2 = x3 = farEdge;
     double x4 = farEdge;
-    y1 = y2 = y3 = y4 = farEdge * antiSteady;
+    y1 = y2 = y3 = y4 = farEdge * c.antiCausalStart;
     for (std::size_t n = length; n-- > 0;) {
         const double y = c.m1 * x1 + c.m2 * x2 + c.m3 * x3 + c.m4 * x4 - c.d1 * y1 - c.d2 * y2 -
                          c.d3 * y3 - c.d4 * y4;

@@ -16,6 +16,10 @@ struct DericheCoefficients {
     double m1 = 0, m2 = 0, m3 = 0, m4 = 0; // anti-causal numerator
     double d1 = 0, d2 = 0, d3 = 0, d4 = 0; // denominator, shared
     double normalisation = 1;              // gain that makes the response sum to 1
+    // What each recursion's outputs before the line are, per unit of the
+    // edge value: for smoothing (1 / normalisation + n0) / 2 and
+    // (1 / normalisation - n0) / 2; for derivatives the exact steady states.
+    double causalStart = 0, antiCausalStart = 0;
     unsigned order = 0;
 };
 
@@ -33,10 +37,12 @@ DericheCoefficients dericheCoefficients(double sigma, unsigned order);
 
 // Filters one line x[0 .. length) and writes the outputs for the window
 // [first, last) (inside the line) to out[0 .. last - first). `work` holds
-// `length` values. Both recursions start in the steady state of the line's
-// edge values (order 0: the sampled kernel's weighted mean of the samples
-// nearest each end; derivatives: the end samples), so a constant line stays
-// constant.
+// `length` values. The line continues beyond its ends with its edge values
+// (order 0: the sampled kernel's weighted mean of the samples nearest each
+// end; derivatives: the end samples), and each recursion's earlier outputs
+// are the edge value times its start gain (causalStart, antiCausalStart):
+// (about) the steady state, so a constant line stays constant, to within the
+// normalisation's 2e-4 for smoothing.
 void dericheLine(const DericheCoefficients& c, const double* x, std::size_t length, double* work,
                  std::size_t first, std::size_t last, double* out);
 
