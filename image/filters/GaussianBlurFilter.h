@@ -5,6 +5,11 @@
 #include "image/filters/PointFilter.h"
 #include "image/kernels/BlurKernels.h"
 #include "image/kernels/DericheKernels.h"
+#include "image/kernels/DericheLines.h"
+#include "image/kernels/KernelFamily.h"
+
+#include <atomic>
+#include <new>
 
 namespace VX {
 namespace Image {
@@ -18,9 +23,9 @@ public:
 
     const char* name() const override { return "gaussianBlur"; }
 
-    // Two passes over the whole destination, each split into bands of
-    // lines across the host's threads; the column pass starts when every
-    // row is done.
+    // Two passes over the whole destination, each split into ranges of
+    // blocks of lines across the host's threads; the column pass starts when
+    // every row is done. The intermediate comes from the host's image memory.
     void process(Host& host, HostImage& destination, const InputImages& images) override {
         checkSingleInput(name(), destination, images);
         this->host_ = &host;
@@ -28,23 +33,31 @@ public:
         this->inputImages_ = &images;
         const DericheCoefficients first = dericheCoefficients(this->firstSize, this->firstOrder);
         const DericheCoefficients second = dericheCoefficients(this->secondSize, this->secondOrder);
-        GaussianBlurPlan plan(destination, *images.front(), destination.bounds, first, second);
+        ::VX::Host::OFX::ImageBuffer middle(&host);
+        GaussianBlurPlan plan(destination, *images.front(), destination.bounds, first, second,
+                              currentKernelFamily(dericheFamilies()), middle);
         clearOutside(destination, destination.bounds, coveredOrNothing(plan));
-        Pass rows{&plan, &host, false};
+        Pass rows{&plan, &host, false, {false}};
         host.runThreads(&GaussianBlurFilter::passWorker, &rows);
-        Pass columns{&plan, &host, true};
+        if (rows.outOfMemory.load())
+            throw std::bad_alloc();
+        Pass columns{&plan, &host, true, {false}};
         host.runThreads(&GaussianBlurFilter::passWorker, &columns);
+        if (columns.outOfMemory.load())
+            throw std::bad_alloc();
     }
 
     // The blurred pixels of `rect` alone, on the calling thread.
     void processRect(const Rect& rect, const InputImages& images, unsigned threadIndex) override {
         const DericheCoefficients first = dericheCoefficients(this->firstSize, this->firstOrder);
         const DericheCoefficients second = dericheCoefficients(this->secondSize, this->secondOrder);
-        GaussianBlurPlan plan(*this->destination_, *images.front(), rect, first, second);
+        ::VX::Host::OFX::ImageBuffer middle(this->host_);
+        GaussianBlurPlan plan(*this->destination_, *images.front(), rect, first, second,
+                              currentKernelFamily(dericheFamilies()), middle);
         clearOutside(*this->destination_, rect, coveredOrNothing(plan));
         HostProgress<Host> progress(*this->host_, threadIndex);
-        plan.rowPass(0, plan.rowCount(), &progress);
-        plan.columnPass(0, plan.columnCount(), &progress);
+        plan.rowPass(0, plan.rowBlocks(), &progress);
+        plan.columnPass(0, plan.columnBlocks(), &progress);
     }
 
 private:
@@ -52,6 +65,8 @@ private:
         GaussianBlurPlan* plan;
         Host* host;
         bool columns;
+        // A worker's working lines that did not fit: the caller rethrows.
+        std::atomic<bool> outOfMemory;
     };
 
     static Rect coveredOrNothing(const GaussianBlurPlan& plan) {
@@ -60,15 +75,20 @@ private:
 
     static void passWorker(unsigned index, unsigned count, bool spawned, void* arg) {
         static_cast<void>(spawned);
-        const Pass& pass = *static_cast<const Pass*>(arg);
-        const std::int64_t lines = pass.columns ? pass.plan->columnCount() : pass.plan->rowCount();
-        const std::int64_t begin = lines * std::int64_t(index) / std::int64_t(count);
-        const std::int64_t end = lines * (std::int64_t(index) + 1) / std::int64_t(count);
+        Pass& pass = *static_cast<Pass*>(arg);
+        const std::int64_t blocks =
+            pass.columns ? pass.plan->columnBlocks() : pass.plan->rowBlocks();
+        const std::int64_t begin = blocks * std::int64_t(index) / std::int64_t(count);
+        const std::int64_t end = blocks * (std::int64_t(index) + 1) / std::int64_t(count);
         HostProgress<Host> progress(*pass.host, index);
-        if (pass.columns)
-            pass.plan->columnPass(begin, end, &progress);
-        else
-            pass.plan->rowPass(begin, end, &progress);
+        try {
+            if (pass.columns)
+                pass.plan->columnPass(begin, end, &progress);
+            else
+                pass.plan->rowPass(begin, end, &progress);
+        } catch (const std::bad_alloc&) {
+            pass.outOfMemory.store(true);
+        }
     }
 };
 

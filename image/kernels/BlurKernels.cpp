@@ -1,127 +1,166 @@
 #include "image/kernels/BlurKernels.h"
 
+#include "image/kernels/DericheLines.h"
+
 #include <algorithm>
+#include <cstring>
+#include <memory>
 
 namespace VX {
 namespace Image {
 
 namespace {
 
+// Lines filtered side by side: enough independent lines for the widest
+// family to hide each step's latency.
+constexpr std::int64_t kLanes = 32;
+
 template <class T>
-void gather(const unsigned char* pixels, std::int64_t count, int components, float maximum,
-            double* out) {
-    const T* s = reinterpret_cast<const T*>(pixels);
-    for (std::int64_t i = 0; i < count; ++i)
-        out[i] = double(s[i * components]) / double(maximum);
+double unit(const unsigned char* p, double maximum) {
+    T v;
+    std::memcpy(&v, p, sizeof v);
+    return double(v) / maximum;
 }
 
 template <class T>
-void scatter(const double* values, std::int64_t count, std::int64_t stride, unsigned char* pixels) {
-    for (std::int64_t i = 0; i < count; ++i) {
-        T* d = reinterpret_cast<T*>(pixels + i * stride);
-        if constexpr (sizeof(T) == 4) {
-            *d = static_cast<float>(values[i]);
-        } else {
-            constexpr double maximum = sizeof(T) == 1 ? 255.0 : 65535.0;
-            double x = values[i] * maximum + 0.5;
-            x = x > 0 ? x : 0;
-            x = x < maximum ? x : maximum;
-            *d = static_cast<T>(static_cast<std::int32_t>(x));
-        }
+void storeSample(double value, unsigned char* p) {
+    T v;
+    if constexpr (sizeof(T) == 4) {
+        v = static_cast<float>(value);
+    } else {
+        constexpr double maximum = sizeof(T) == 1 ? 255.0 : 65535.0;
+        double x = value * maximum + 0.5;
+        x = x > 0 ? x : 0;
+        x = x < maximum ? x : maximum;
+        v = static_cast<T>(static_cast<std::int32_t>(x));
     }
+    std::memcpy(p, &v, sizeof v);
 }
+
+// Working lines of one block: its samples and the recursions' results.
+struct BlockLines {
+    explicit BlockLines(std::size_t values) : in(new double[values]), work(new double[values]) {}
+    std::unique_ptr<double[]> in, work;
+};
 
 } // namespace
 
 GaussianBlurPlan::GaussianBlurPlan(HostImage& destination, const HostImage& input, const Rect& rect,
                                    const DericheCoefficients& first,
-                                   const DericheCoefficients& second)
-    : destination_(destination), input_(input), first_(first), second_(second), rect_(rect) {
+                                   const DericheCoefficients& second, KernelFamily family,
+                                   ::VX::Host::OFX::ImageBuffer& middle)
+    : destination_(destination), input_(input), first_(first), second_(second), family_(family) {
     covered_ = intersect(rect, input.bounds);
     components_ = destination.components;
-    maximum_ = destination.depth == 8 ? 255.0f : destination.depth == 16 ? 65535.0f : 1.0f;
     const bool knownDepth =
         destination.depth == 8 || destination.depth == 16 || destination.depth == 32;
-    if (covered_.empty() || !knownDepth || components_ <= 0)
+    if (covered_.empty() || !knownDepth || components_ <= 0 || components_ > 4)
         return;
     rows_ = input.bounds.height();
     columns_ = covered_.width() * components_;
-    middle_.resize(std::size_t(rows_) * std::size_t(columns_));
+    // Rows of one block: as many as fill the lanes with whole pixels' channels.
+    rowsPerBlock_ = kLanes / components_;
+    rowLanes_ = (rowsPerBlock_ * components_ + 7) / 8 * 8;
+    rowBlocks_ = (rows_ + rowsPerBlock_ - 1) / rowsPerBlock_;
+    columnBlocks_ = (columns_ + kLanes - 1) / kLanes;
+    middle.allocate(std::size_t(rows_) * std::size_t(columns_) * sizeof(float));
+    middle_ = static_cast<float*>(middle.data());
 }
 
 void GaussianBlurPlan::rowPass(std::int64_t begin, std::int64_t end, Progress* progress) {
-    if (begin >= end || middle_.empty())
+    if (begin >= end || middle_ == nullptr)
         return;
     const std::int64_t length = input_.bounds.width();
     const std::int64_t first = covered_.x1 - input_.bounds.x1;
     const std::int64_t count = covered_.width();
-    std::vector<double> line(static_cast<std::size_t>(length));
-    std::vector<double> work(static_cast<std::size_t>(length));
-    std::vector<double> out(static_cast<std::size_t>(count));
+    const std::int64_t lanes = rowLanes_, c = components_;
+    BlockLines lines(std::size_t(length * lanes));
+    double* in = lines.in.get();
+    double* work = lines.work.get();
     const std::size_t sampleBytes = std::size_t(input_.depth / 8);
-    for (std::int64_t r = begin; r < end; ++r) {
-        const std::int32_t y = input_.bounds.y1 + std::int32_t(r);
-        const unsigned char* row = input_.pixel(input_.bounds.x1, y);
-        float* middle = middle_.data() + r * columns_;
-        for (int c = 0; c < components_; ++c) {
-            const unsigned char* samples = row + std::size_t(c) * sampleBytes;
-            if (input_.depth == 8)
-                gather<std::uint8_t>(samples, length, components_, maximum_, line.data());
-            else if (input_.depth == 16)
-                gather<std::uint16_t>(samples, length, components_, maximum_, line.data());
-            else
-                gather<float>(samples, length, components_, maximum_, line.data());
-            dericheLine(first_, line.data(), std::size_t(length), work.data(), std::size_t(first),
-                        std::size_t(first + count), out.data());
-            for (std::int64_t i = 0; i < count; ++i)
-                middle[i * components_ + c] = static_cast<float>(out[std::size_t(i)]);
+    const double maximum = input_.depth == 8 ? 255.0 : input_.depth == 16 ? 65535.0 : 1.0;
+
+    for (std::int64_t block = begin; block < end; ++block) {
+        const std::int64_t r0 = block * rowsPerBlock_;
+        const std::int64_t rowsHere = std::min(rowsPerBlock_, rows_ - r0);
+        // Lanes of rows beyond the input (the last block) and spare lanes
+        // filter zeros that nobody reads.
+        for (std::int64_t x = 0; x < length; ++x) {
+            double* to = in + x * lanes;
+            for (std::int64_t lane = rowsHere * c; lane < lanes; ++lane)
+                to[lane] = 0.0;
+        }
+        for (std::int64_t r = 0; r < rowsHere; ++r) {
+            const unsigned char* row =
+                input_.pixel(input_.bounds.x1, input_.bounds.y1 + std::int32_t(r0 + r));
+            double* to = in + r * c;
+            const std::int64_t samples = length * c;
+            // Sample s of the row is channel s % c of pixel s / c.
+            for (std::int64_t s = 0; s < samples; ++s) {
+                const unsigned char* p = row + std::size_t(s) * sampleBytes;
+                const double v = input_.depth == 8    ? unit<std::uint8_t>(p, maximum)
+                                 : input_.depth == 16 ? unit<std::uint16_t>(p, maximum)
+                                                      : unit<float>(p, maximum);
+                to[(s / c) * lanes + s % c] = v;
+            }
+        }
+        dericheBlock(family_, {&first_, in, work, std::size_t(length), std::size_t(lanes),
+                               std::size_t(first), std::size_t(first + count)});
+        for (std::int64_t r = 0; r < rowsHere; ++r) {
+            float* to = middle_ + (r0 + r) * columns_;
+            const double* from = work + first * lanes + r * c;
+            for (std::int64_t x = 0; x < count; ++x)
+                for (std::int64_t k = 0; k < c; ++k)
+                    to[x * c + k] = static_cast<float>(from[x * lanes + k]);
         }
         // The first pass is the first half of the filter's work.
-        const std::int64_t done = r - begin;
-        if (progress != nullptr && done % 32 == 0)
-            progress->update(std::uint64_t(done), std::uint64_t(2 * (end - begin)));
+        if (progress != nullptr)
+            progress->update(std::uint64_t(block - begin), std::uint64_t(2 * (end - begin)));
     }
 }
 
 void GaussianBlurPlan::columnPass(std::int64_t begin, std::int64_t end, Progress* progress) {
-    if (begin >= end || middle_.empty())
+    if (begin >= end || middle_ == nullptr)
         return;
     const std::int64_t length = rows_;
     const std::int64_t first = covered_.y1 - input_.bounds.y1;
     const std::int64_t count = covered_.height();
-    // Neighbouring lines are read together: one pass over the intermediate's
-    // rows fills a block of lines instead of one.
-    constexpr std::int64_t kBlock = 16;
-    std::vector<double> lines(static_cast<std::size_t>(kBlock * length));
-    std::vector<double> work(static_cast<std::size_t>(length));
-    std::vector<double> out(static_cast<std::size_t>(count));
-    const std::int64_t stride = destination_.rowBytes;
+    BlockLines lines(std::size_t(length * kLanes));
+    double* in = lines.in.get();
+    double* work = lines.work.get();
     const std::size_t sampleBytes = std::size_t(destination_.depth / 8);
-    for (std::int64_t block = begin; block < end; block += kBlock) {
-        const std::int64_t size = std::min(kBlock, end - block);
-        for (std::int64_t i = 0; i < length; ++i) {
-            const float* middle = middle_.data() + i * columns_ + block;
-            for (std::int64_t j = 0; j < size; ++j)
-                lines[std::size_t(j * length + i)] = middle[j];
+
+    for (std::int64_t block = begin; block < end; ++block) {
+        const std::int64_t k0 = block * kLanes;
+        const std::int64_t used = std::min(kLanes, columns_ - k0);
+        for (std::int64_t y = 0; y < length; ++y) {
+            const float* from = middle_ + y * columns_ + k0;
+            double* to = in + y * kLanes;
+            for (std::int64_t j = 0; j < used; ++j)
+                to[j] = double(from[j]);
+            for (std::int64_t j = used; j < kLanes; ++j)
+                to[j] = 0.0;
         }
-        for (std::int64_t j = 0; j < size; ++j) {
-            const std::int64_t k = block + j;
-            dericheLine(second_, lines.data() + j * length, std::size_t(length), work.data(),
-                        std::size_t(first), std::size_t(first + count), out.data());
-            const std::int32_t x = covered_.x1 + std::int32_t(k / components_);
-            unsigned char* pixels =
-                destination_.pixel(x, covered_.y1) + std::size_t(k % components_) * sampleBytes;
-            if (destination_.depth == 8)
-                scatter<std::uint8_t>(out.data(), count, stride, pixels);
-            else if (destination_.depth == 16)
-                scatter<std::uint16_t>(out.data(), count, stride, pixels);
-            else
-                scatter<float>(out.data(), count, stride, pixels);
-            const std::int64_t done = k - begin;
-            if (progress != nullptr && done % 32 == 0)
-                progress->update(std::uint64_t((end - begin) + done),
-                                 std::uint64_t(2 * (end - begin)));
+        dericheBlock(family_, {&second_, in, work, std::size_t(length), std::size_t(kLanes),
+                               std::size_t(first), std::size_t(first + count)});
+        // The block's lanes are consecutive samples of each destination row.
+        for (std::int64_t y = 0; y < count; ++y) {
+            unsigned char* to = destination_.pixel(covered_.x1, covered_.y1 + std::int32_t(y)) +
+                                std::size_t(k0) * sampleBytes;
+            const double* from = work + (first + y) * kLanes;
+            for (std::int64_t j = 0; j < used; ++j) {
+                unsigned char* p = to + std::size_t(j) * sampleBytes;
+                if (destination_.depth == 8)
+                    storeSample<std::uint8_t>(from[j], p);
+                else if (destination_.depth == 16)
+                    storeSample<std::uint16_t>(from[j], p);
+                else
+                    storeSample<float>(from[j], p);
+            }
         }
+        if (progress != nullptr)
+            progress->update(std::uint64_t((end - begin) + (block - begin)),
+                             std::uint64_t(2 * (end - begin)));
     }
 }
 

@@ -8,6 +8,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
+#include <string>
 #include <tuple>
 #include <vector>
 
@@ -293,6 +295,107 @@ INSTANTIATE_TEST_SUITE_P(AllDepths, BlurDepths, ::testing::Values(8, 16, 32),
                          [](const ::testing::TestParamInfo<int>& nameOf) {
                              return depthName(nameOf.param);
                          });
+
+// --- every family against the blur as defined, one line at a time --------------------
+
+// Rows of the input over its whole width into a float intermediate, then
+// columns over the input's whole height, each through dericheLine; integer
+// samples normalised, stored rounded and clamped.
+void referenceBlur(PixelImage& in, PixelImage& out, const DericheCoefficients& first,
+                   const DericheCoefficients& second) {
+    const Rect& ib = in.image.bounds;
+    const Rect covered = VX::intersect(out.image.bounds, ib);
+    const int components = in.image.components, depth = in.image.depth;
+    const double maximum = depth == 8 ? 255.0 : depth == 16 ? 65535.0 : 1.0;
+    const std::size_t width = std::size_t(ib.width()), height = std::size_t(ib.height());
+    std::vector<float> middle(height * width * std::size_t(components));
+    std::vector<double> line(std::max(width, height)), work(line.size()), result(line.size());
+    for (int c = 0; c < components; ++c) {
+        for (std::size_t r = 0; r < height; ++r) {
+            for (std::size_t x = 0; x < width; ++x)
+                line[x] = double(sample(in, ib.x1 + int(x), ib.y1 + int(r), c)) / maximum;
+            dericheLine(first, line.data(), width, work.data(), 0, width, result.data());
+            for (std::size_t x = 0; x < width; ++x)
+                middle[(r * width + x) * std::size_t(components) + std::size_t(c)] =
+                    static_cast<float>(result[x]);
+        }
+        for (int x = covered.x1; x < covered.x2; ++x) {
+            for (std::size_t r = 0; r < height; ++r)
+                line[r] =
+                    double(middle[(r * width + std::size_t(x - ib.x1)) * std::size_t(components) +
+                                  std::size_t(c)]);
+            dericheLine(second, line.data(), height, work.data(), 0, height, result.data());
+            for (int y = covered.y1; y < covered.y2; ++y) {
+                const double v = result[std::size_t(y - ib.y1)];
+                if (depth == 32) {
+                    setSample(out, x, y, c, static_cast<float>(v));
+                } else {
+                    double q = v * maximum + 0.5;
+                    q = std::min(std::max(q, 0.0), maximum);
+                    setSample(out, x, y, c, float(std::int32_t(q)));
+                }
+            }
+        }
+    }
+}
+
+struct BlurShape {
+    const char* name;
+    int components;
+    Rect input, output;
+    double firstSize, secondSize;
+    unsigned firstOrder, secondOrder;
+    bool bottomUp;
+};
+
+// Odd sizes, windows that cut the input on every side or reach past it,
+// all channel layouts, derivatives, sizes below a pixel and above the image.
+const BlurShape kBlurShapes[] = {
+    {"Rgba", 4, {0, 0, 37, 29}, {0, 0, 37, 29}, 6.0, 3.0, 0, 0, false},
+    {"RgbaWindowInside", 4, {-5, -3, 41, 30}, {2, 4, 33, 21}, 30.0, 30.0, 0, 0, true},
+    {"RgbaWindowOver", 4, {0, 0, 23, 19}, {-4, 5, 30, 27}, 2.5, 9.0, 0, 0, false},
+    {"Rgb", 3, {1, 2, 34, 25}, {3, 2, 30, 25}, 4.0, 1.5, 0, 0, true},
+    {"Alpha", 1, {0, 0, 45, 9}, {0, 1, 45, 8}, 0.3, 15.0, 0, 0, false},
+    {"Derivatives", 4, {0, 0, 31, 26}, {0, 0, 31, 26}, 3.0, 5.0, 1, 2, false},
+    {"OneRow", 4, {0, 0, 50, 1}, {0, 0, 50, 1}, 7.0, 7.0, 0, 0, false},
+};
+
+using BlurFamilyCase = std::tuple<KernelFamily, int, BlurShape>;
+
+class BlurFamilies : public ::testing::TestWithParam<BlurFamilyCase> {};
+
+TEST_P(BlurFamilies, EqualTheLineByLineBlur) {
+    const auto [family, depth, shape] = GetParam();
+    if (!processorRuns(family))
+        GTEST_SKIP() << "processor lacks " << VX::Image::kernelFamilyName(family);
+    VX::Image::ForcedKernelFamily forced(family);
+    BoundBridge bound(2);
+    GaussianBlurFilter<Bridge> blur(nullptr, float(shape.firstSize), float(shape.secondSize), 0.0f,
+                                    shape.firstOrder, shape.secondOrder);
+    PixelImage in = makeImage(depth, shape.components, shape.input, shape.bottomUp);
+    fillRandom(in, 101);
+    PixelImage out = makeImage(depth, shape.components, shape.output);
+    PixelImage expected = makeImage(depth, shape.components, shape.output);
+    runFilter(blur, bound, out, in);
+    referenceBlur(in, expected, dericheCoefficients(float(shape.firstSize), shape.firstOrder),
+                  dericheCoefficients(float(shape.secondSize), shape.secondOrder));
+    const Rect covered = VX::intersect(shape.output, shape.input);
+    for (int y = covered.y1; y < covered.y2; ++y)
+        for (int x = covered.x1; x < covered.x2; ++x)
+            ASSERT_EQ(std::memcmp(out.at(x, y), expected.at(x, y), std::size_t(out.pixelBytes())),
+                      0)
+                << x << "," << y;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, BlurFamilies,
+    ::testing::Combine(::testing::Values(KernelFamily::Portable, KernelFamily::SSE2,
+                                         KernelFamily::AVX2, KernelFamily::AVX512),
+                       ::testing::Values(8, 16, 32), ::testing::ValuesIn(kBlurShapes)),
+    [](const ::testing::TestParamInfo<BlurFamilyCase>& nameOf) {
+        return std::string(VX::Image::kernelFamilyName(std::get<0>(nameOf.param))) + "_" +
+               depthName(std::get<1>(nameOf.param)) + "_" + std::get<2>(nameOf.param).name;
+    });
 
 TEST(GaussianBlurFilterRegions, AsksForWhatItRendersAtAnyCost) {
     PixelImage image = makeImage(8, 4, {-20, -10, 100, 70});

@@ -1,0 +1,46 @@
+#pragma once
+
+#include "image/kernels/DericheKernels.h"
+#include "image/kernels/KernelFamily.h"
+
+#include <cstddef>
+#include <cstdint>
+
+namespace VX {
+namespace Image {
+
+// One blur pass over a block of lines at once, so that the vector families
+// can run many lines side by side: `lanes` lines of `length` samples, stored
+// interleaved (sample n of line j at in[n * lanes + j]). Each line is
+// filtered exactly as dericheLine filters it, operation for operation, so
+// every family gives the same bits.
+//
+// `work` holds length * lanes values. On return, the outputs for the window
+// [first, last) are in work[n * lanes + j] for n in the window; the rest of
+// `work` is scratch. `lanes` is a multiple of kDericheLaneMultiple.
+struct DericheBlock {
+    const DericheCoefficients* coefficients;
+    const double* in;
+    double* work;
+    std::size_t length;
+    std::size_t lanes;
+    std::size_t first, last;
+};
+
+constexpr std::size_t kDericheLaneMultiple = 8;
+
+// The families that have block kernels on this build.
+std::uint32_t dericheFamilies();
+
+void dericheBlock(KernelFamily family, const DericheBlock& block);
+
+void dericheBlockPortable(const DericheBlock& block);
+#if defined(__x86_64__) || defined(_M_X64)
+#define SQ_DERICHE_VECTOR_FAMILIES 1
+void dericheBlockSSE2(const DericheBlock& block);
+void dericheBlockAVX2(const DericheBlock& block);
+void dericheBlockAVX512(const DericheBlock& block);
+#endif
+
+} // namespace Image
+} // namespace VX

@@ -1,0 +1,77 @@
+// Every family's block kernel against the one-line reference, bit for bit.
+#include "image/kernels/DericheLines.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+#include <tuple>
+#include <vector>
+
+namespace {
+
+using namespace VX::Image;
+
+struct BlockCase {
+    std::size_t length, lanes, first, last;
+};
+
+// Lengths from one sample (shorter than the four-sample history and the
+// kernel's taps) to long lines; lane counts of one to five groups of eight;
+// windows that cut either end.
+const BlockCase kBlocks[] = {
+    {1, 8, 0, 1},    {2, 16, 0, 2},     {3, 8, 1, 2},        {5, 24, 0, 5},    {17, 32, 3, 11},
+    {30, 40, 0, 30}, {106, 32, 0, 106}, {257, 16, 100, 257}, {257, 56, 0, 40},
+};
+
+using Params = std::tuple<KernelFamily, unsigned, double, BlockCase>;
+
+class DericheBlockFamilies : public ::testing::TestWithParam<Params> {};
+
+TEST_P(DericheBlockFamilies, EveryLaneEqualsTheOneLineReference) {
+    const auto [family, order, sigma, shape] = GetParam();
+    if ((processorFamilies() & dericheFamilies() & familyBit(family)) == 0)
+        GTEST_SKIP() << kernelFamilyName(family) << " does not run here";
+    const DericheCoefficients c = dericheCoefficients(sigma, order);
+    std::mt19937 random(unsigned(shape.length * 131 + shape.lanes + order));
+    std::uniform_real_distribution<double> value(-0.25, 1.25);
+
+    std::vector<double> in(shape.length * shape.lanes), work(in.size());
+    for (double& v : in)
+        v = value(random);
+    // One lane constant, so that the edge values' steady start shows too.
+    for (std::size_t n = 0; n < shape.length; ++n)
+        in[n * shape.lanes] = 0.375;
+
+    DericheBlock block{&c,          in.data(),   work.data(), shape.length,
+                       shape.lanes, shape.first, shape.last};
+    dericheBlock(family, block);
+
+    std::vector<double> line(shape.length), lineWork(shape.length), expected(shape.length);
+    for (std::size_t j = 0; j < shape.lanes; ++j) {
+        for (std::size_t n = 0; n < shape.length; ++n)
+            line[n] = in[n * shape.lanes + j];
+        dericheLine(c, line.data(), shape.length, lineWork.data(), shape.first, shape.last,
+                    expected.data());
+        for (std::size_t n = shape.first; n < shape.last; ++n)
+            ASSERT_EQ(work[n * shape.lanes + j], expected[n - shape.first])
+                << "lane " << j << " sample " << n;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, DericheBlockFamilies,
+    ::testing::Combine(::testing::Values(KernelFamily::Portable, KernelFamily::SSE2,
+                                         KernelFamily::AVX2, KernelFamily::AVX512),
+                       ::testing::Values(0u, 1u, 2u), ::testing::Values(0.5, 3.0, 30.0),
+                       ::testing::ValuesIn(kBlocks)),
+    [](const ::testing::TestParamInfo<Params>& nameOf) {
+        const BlockCase& b = std::get<3>(nameOf.param);
+        return std::string(kernelFamilyName(std::get<0>(nameOf.param))) + "_Order" +
+               std::to_string(std::get<1>(nameOf.param)) + "_Size" +
+               std::to_string(int(std::get<2>(nameOf.param) * 10)) + "_L" +
+               std::to_string(b.length) + "x" + std::to_string(b.lanes) + "_" +
+               std::to_string(b.first) + "to" + std::to_string(b.last);
+    });
+
+} // namespace
