@@ -2,6 +2,7 @@
 
 #include "image/Exceptions.h"
 #include "image/FilterBase.h"
+#include "image/GraphRewrite.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -72,17 +73,23 @@ void pruneOutputs(const std::vector<FilterBase<Host>*>& reachable) {
 // and each filter moves it on by its own cost. A graph is meant to be
 // evaluated once: the total cost is only counted on the first evaluation.
 template <class Host>
-void evaluate(FilterBase<Host>& root, Host& host, const RenderArgs& args) {
+void evaluate(FilterBase<Host>& given, Host& host, const RenderArgs& args) {
     if (args.output == nullptr)
         throw Exception("No output image to render into");
 
-    const std::vector<FilterBase<Host>*> graph = reachableFilters(root);
+    const std::vector<FilterBase<Host>*> built = reachableFilters(given);
     // What an earlier evaluation needed has nothing to do with this one.
-    for (FilterBase<Host>* filter : graph)
+    for (FilterBase<Host>* filter : built)
         filter->needed = kEmptyRect;
+    pruneOutputs(built);
+
+    // The rules rewire the graph; it is put back as it was built when the
+    // evaluation ends, and the filters the rules made go with `rewrite`.
+    GraphLinks<Host> links(built);
+    GraphRewrite<Host> rewrite;
+    FilterBase<Host>& root = graphRewritingEnabled() ? *rewrite.apply(given) : given;
+    const std::vector<FilterBase<Host>*> graph = reachableFilters(root);
     pruneOutputs(graph);
-    // The graph is evaluated as built: there are no rewriting rules, so no
-    // filter becomes unreachable and nothing more is pruned.
 
     root.requestRegion(args.window);
     for (FilterBase<Host>* filter : graph)

@@ -1,44 +1,27 @@
 #pragma once
 
-#include "image/Filter.h"
+#include "image/Exceptions.h"
 #include "image/Progress.h"
 #include "image/filters/PointFilter.h"
 #include "image/kernels/AlphaKernels.h"
 
+#include <string>
+
 namespace VX {
 namespace Image {
 
-// What the two alpha filters share: one input, pixel by pixel, one region
-// routine.
+// What the alpha filters share: one region routine.
 template <class Host, void (*Region)(HostImage&, const HostImage&, const Rect&, Progress*)>
-class AlphaFilter : public Filter<Host> {
+class AlphaFilter : public PointFilter<Host> {
 public:
     explicit AlphaFilter(FilterBase<Host>* input) {
         if (input != nullptr)
             connect<Host>(*this, *input);
     }
 
-    // Pixel by pixel: the input may render straight into the result.
-    bool inPlaceInput(std::size_t index) const override {
-        static_cast<void>(index);
-        return true;
-    }
-
-    void process(Host& host, HostImage& destination, const InputImages& images) override {
-        checkSingleInput(this->name(), destination, images);
-        Filter<Host>::process(host, destination, images);
-    }
-
-    void processRect(const Rect& rect, const InputImages& images, unsigned threadIndex) override {
-        HostImage& destination = *this->destination_;
-        const HostImage& input = *images.front();
-        const Rect covered = intersect(rect, input.bounds);
-        if (covered != rect)
-            clearOutside(destination, rect, covered);
-        if (covered.empty())
-            return;
-        HostProgress<Host> progress(*this->host_, threadIndex);
-        Region(destination, input, covered, &progress);
+    void pointRegion(HostImage& destination, const HostImage& source, const Rect& rect,
+                     Progress* progress) const override {
+        Region(destination, source, rect, progress);
     }
 };
 
@@ -57,6 +40,23 @@ class UnmultAlphaFilter : public AlphaFilter<Host, &unmultiplyRegion> {
 public:
     using AlphaFilter<Host, &unmultiplyRegion>::AlphaFilter;
     const char* name() const override { return "UnmultAlpha"; }
+};
+
+// What a stencil blend (modes 30 and 31) gives at opacity 0: the
+// background's colour with alpha 0, whatever the layer. The graph rewriting
+// puts it in the blend's place so that the layer is never rendered. Like
+// the blend, it takes RGBA images only.
+template <class Host>
+class ZeroAlphaFilter : public AlphaFilter<Host, &zeroAlphaRegion> {
+public:
+    using AlphaFilter<Host, &zeroAlphaRegion>::AlphaFilter;
+    const char* name() const override { return "zeroAlpha"; }
+    void checkImages(const HostImage& destination, const HostImage& input) const override {
+        static_cast<void>(input);
+        if (destination.components != 4)
+            throw Exception("The blend filter needs RGBA images, not " +
+                            std::to_string(destination.components) + " channels");
+    }
 };
 
 } // namespace Image

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "image/Filter.h"
 #include "image/Progress.h"
 #include "image/filters/PointFilter.h"
 #include "image/kernels/BalanceKernels.h"
@@ -14,7 +13,7 @@ namespace Image {
 // Levels: every colour channel of the input stretched from the input range
 // onto the output range after a gamma curve, clamped to 0 to 1; alpha kept.
 template <class Host>
-class BalanceFilter : public Filter<Host> {
+class BalanceFilter : public PointFilter<Host> {
 public:
     // `flag` picks the second variant of kernels (they compute the same).
     BalanceFilter(FilterBase<Host>* input, float inLow, float inHigh, float outLow, float outHigh,
@@ -26,21 +25,17 @@ public:
     }
 
     const char* name() const override { return "balance"; }
-    // Pixel by pixel: the input may render straight into the result.
-    bool inPlaceInput(std::size_t index) const override {
-        static_cast<void>(index);
-        return true;
+
+    void pointRegion(HostImage& destination, const HostImage& source, const Rect& rect,
+                     Progress* progress) const override {
+        balanceRegion(currentKernelFamily(kBalanceFamilies), destination, source, rect,
+                      balanceParams(), progress);
     }
 
-    void process(Host& host, HostImage& destination, const InputImages& images) override {
-        checkSingleInput(name(), destination, images);
-        Filter<Host>::process(host, destination, images);
-    }
-
-    void processRect(const Rect& rect, const InputImages& images, unsigned threadIndex) override {
+    // The curve as the kernels take it.
+    BalanceParams balanceParams() const {
         const std::pair<float, float> map = scaleAndOffset();
-        renderBalance(rect, *images.front(),
-                      makeBalanceParams(map.first, map.second, gamma, secondVariant), threadIndex);
+        return makeBalanceParams(map.first, map.second, gamma, secondVariant);
     }
 
     // The linear map (scale, offset) the render applies after the gamma
@@ -58,20 +53,6 @@ public:
     float outputHigh;
     float gamma;
     bool secondVariant;
-
-protected:
-    void renderBalance(const Rect& rect, const HostImage& input, const BalanceParams& params,
-                       unsigned threadIndex) {
-        HostImage& destination = *this->destination_;
-        const Rect covered = intersect(rect, input.bounds);
-        if (covered != rect)
-            clearOutside(destination, rect, covered);
-        if (covered.empty())
-            return;
-        HostProgress<Host> progress(*this->host_, threadIndex);
-        balanceRegion(currentKernelFamily(kBalanceFamilies), destination, input, covered, params,
-                      &progress);
-    }
 };
 
 } // namespace Image

@@ -19,25 +19,22 @@ public:
 
     const char* name() const override { return "HSVCC"; }
 
-    void processRect(const Rect& rect, const InputImages& images, unsigned threadIndex) override {
-        const HostImage& input = *images.front();
+    void pointRegion(HostImage& destination, const HostImage& source, const Rect& rect,
+                     Progress* progress) const override {
         if (hueShift == 0.0f && saturationFactor == 1.0f) {
-            BalanceFilter<Host>::processRect(rect, images, threadIndex);
+            BalanceFilter<Host>::pointRegion(destination, source, rect, progress);
             return;
         }
-        HostImage& destination = *this->destination_;
-        const Rect covered = intersect(rect, input.bounds);
-        if (covered != rect)
-            clearOutside(destination, rect, covered);
-        if (covered.empty())
-            return;
-        HostProgress<Host> progress(*this->host_, threadIndex);
+        hsvRegion(currentKernelFamily(kSSEFamilies), destination, source, rect, hsvParams(),
+                  progress);
+    }
+
+    HSVParams hsvParams() const {
         HSVParams params;
         params.hue = hueShift;
         params.saturation = saturationFactor;
         params.value = valueFactor;
-        hsvRegion(currentKernelFamily(kSSEFamilies), destination, input, covered, params,
-                  &progress);
+        return params;
     }
 
     // The balance render multiplies by the value factor.

@@ -1,7 +1,9 @@
 #pragma once
 
 #include "image/Exceptions.h"
+#include "image/Filter.h"
 #include "image/FilterBase.h"
+#include "image/Progress.h"
 
 #include <cstring>
 #include <string>
@@ -44,6 +46,52 @@ inline void clearOutside(HostImage& image, const Rect& rect, const Rect& kept) {
         std::memset(image.pixel(kept.x2, y), 0, std::size_t(rect.x2 - kept.x2) * pixelBytes);
     }
 }
+
+// A filter whose every output pixel comes from its input's pixel at the same
+// place: its input may render straight into its result, and a chain of
+// them can run row block by row block (PointChainFilter) with the same
+// bits as one filter after another. Where the input has no pixels the
+// result is transparent black, before the filter's own rule.
+template <class Host>
+class PointFilter : public Filter<Host> {
+public:
+    bool inPlaceInput(std::size_t index) const override {
+        static_cast<void>(index);
+        return true;
+    }
+
+    void process(Host& host, HostImage& destination, const InputImages& images) override {
+        checkSingleInput(this->name(), destination, images);
+        checkImages(destination, *images.front());
+        Filter<Host>::process(host, destination, images);
+    }
+
+    void processRect(const Rect& rect, const InputImages& images, unsigned threadIndex) override {
+        HostImage& destination = *this->destination_;
+        const HostImage& input = *images.front();
+        const Rect covered = intersect(rect, input.bounds);
+        if (covered != rect)
+            clearOutside(destination, rect, covered);
+        if (covered.empty())
+            return;
+        HostProgress<Host> progress(*this->host_, threadIndex);
+        pointRegion(destination, input, covered, &progress);
+    }
+
+    // The filter's rule over `rect` (inside both images): `destination`
+    // from `source`, which may be the same image. Reads no field that
+    // `process` sets, so that a chain can call it.
+    virtual void pointRegion(HostImage& destination, const HostImage& source, const Rect& rect,
+                             Progress* progress) const = 0;
+
+    // Throws VX::Exception for images the rule cannot take, beyond the
+    // single input of the destination's format that every point filter
+    // needs; called before any thread starts.
+    virtual void checkImages(const HostImage& destination, const HostImage& input) const {
+        static_cast<void>(destination);
+        static_cast<void>(input);
+    }
+};
 
 } // namespace Image
 } // namespace VX

@@ -1,6 +1,7 @@
 #include "image/kernels/AlphaKernels.h"
 
 #include "image/kernels/BalanceKernels.h"
+#include "image/kernels/SampleRules.h"
 
 #include <cstdint>
 #include <cstring>
@@ -11,33 +12,17 @@ namespace Image {
 
 namespace {
 
-template <class T>
-constexpr float sampleMax() {
-    return sizeof(T) == 1 ? 255.0f : 65535.0f;
-}
-
 struct Premultiply {
-    static float apply(float c, float a) { return c * a; }
     template <class T>
     static T apply(T c, T a) {
-        const float x = float(c) * (float(a) / sampleMax<T>()) + 0.5f;
-        return static_cast<T>(static_cast<std::int32_t>(x));
+        return SampleRules::premultiply(c, a);
     }
 };
 
 struct Unmultiply {
-    static float apply(float c, float a) {
-        const float k = a > 0.0f ? 1.0f / a : 1.0f;
-        return c * k;
-    }
     template <class T>
-    static T apply(T c, T stored) {
-        const float a = float(stored) / sampleMax<T>();
-        const float k = a > 0.0f ? 1.0f / a : 1.0f;
-        float x = float(c) * k + 0.5f;
-        // Colour above alpha would not fit the sample: saturate.
-        x = x < sampleMax<T>() ? x : sampleMax<T>();
-        return static_cast<T>(static_cast<std::int32_t>(x));
+    static T apply(T c, T a) {
+        return SampleRules::unmultiply(c, a);
     }
 };
 
@@ -82,7 +67,42 @@ void alphaRegion(HostImage& destination, const HostImage& source, const Rect& re
     }
 }
 
+template <class T>
+void zeroAlphaRows(HostImage& destination, const HostImage& source, const Rect& rect,
+                   Progress* progress) {
+    const std::int64_t width = rect.width();
+    for (std::int32_t y = rect.y1; y < rect.y2; ++y) {
+        T* d = reinterpret_cast<T*>(destination.pixel(rect.x1, y));
+        const T* s = reinterpret_cast<const T*>(source.pixel(rect.x1, y));
+        for (std::int64_t x = 0; x < width; ++x, d += 4, s += 4) {
+            for (int c = 0; c < 3; ++c)
+                d[c] = SampleRules::store<T>(SampleRules::load(s[c]));
+            d[3] = SampleRules::store<T>(0.0f);
+        }
+        reportRow(progress, y - rect.y1, rect.height());
+    }
+}
+
 } // namespace
+
+void zeroAlphaRegion(HostImage& destination, const HostImage& source, const Rect& rect,
+                     Progress* progress) {
+    if (rect.empty() || destination.components != 4)
+        return;
+    switch (destination.depth) {
+    case 8:
+        zeroAlphaRows<std::uint8_t>(destination, source, rect, progress);
+        break;
+    case 16:
+        zeroAlphaRows<std::uint16_t>(destination, source, rect, progress);
+        break;
+    case 32:
+        zeroAlphaRows<float>(destination, source, rect, progress);
+        break;
+    default:
+        break;
+    }
+}
 
 void premultiplyRegion(HostImage& destination, const HostImage& source, const Rect& rect,
                        Progress* progress) {

@@ -23,5 +23,11 @@ void premultiplyRegion(HostImage& destination, const HostImage& source, const Re
 void unmultiplyRegion(HostImage& destination, const HostImage& source, const Rect& rect,
                       Progress* progress);
 
+// Colour kept, alpha 0 (RGBA only; other layouts are left alone). Integer
+// colour goes through the blend's load and store, which give it back as it
+// was.
+void zeroAlphaRegion(HostImage& destination, const HostImage& source, const Rect& rect,
+                     Progress* progress);
+
 } // namespace Image
 } // namespace VX

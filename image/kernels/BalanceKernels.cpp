@@ -1,5 +1,7 @@
 #include "image/kernels/BalanceKernels.h"
 
+#include "image/kernels/SampleRules.h"
+
 #include <cmath>
 #include <cstring>
 #include <type_traits>
@@ -9,40 +11,16 @@ namespace Image {
 
 namespace {
 
-template <class T>
-constexpr float sampleMax() {
-    if constexpr (std::is_same_v<T, std::uint8_t>)
-        return 255.0f;
-    else if constexpr (std::is_same_v<T, std::uint16_t>)
-        return 65535.0f;
-    else
-        return 1.0f;
-}
-
-// Written as comparisons, in this order, so that the vector families' max
-// and min instructions give the same bits (a NaN from a negative sample's
-// power becomes 0).
-inline float clampUnit(float v) {
-    v = v > 0.0f ? v : 0.0f;
-    return v < 1.0f ? v : 1.0f;
-}
+using SampleRules::clampUnit;
+using SampleRules::sampleMax;
 
 template <class T, bool Gamma>
 inline T balanceSample(T s, const BalanceParams& p) {
-    if constexpr (std::is_same_v<T, std::uint8_t> && !Gamma) {
-        // The recipe's case: stored samples straight through the map,
-        // without normalising first.
-        float x = float(s) * p.scale8 + p.offset8;
-        x = x > 0.0f ? x : 0.0f;
-        x = x < 255.0f ? x : 255.0f;
-        return static_cast<T>(static_cast<std::int32_t>(x));
+    if constexpr (!Gamma) {
+        return SampleRules::levels(s, p);
     } else {
-        float v = float(s);
-        if constexpr (!std::is_same_v<T, float>)
-            v = v / sampleMax<T>();
-        if constexpr (Gamma)
-            v = std::pow(v, p.exponent);
-        v = clampUnit(v * p.scale + p.offset);
+        float v = SampleRules::load(s);
+        v = clampUnit(std::pow(v, p.exponent) * p.scale + p.offset);
         if constexpr (std::is_same_v<T, float>)
             return v;
         else

@@ -1,6 +1,7 @@
 #include "image/kernels/BlurKernels.h"
 
 #include "image/kernels/DericheLines.h"
+#include "image/kernels/SampleRules.h"
 
 #include <algorithm>
 #include <cstring>
@@ -16,24 +17,15 @@ namespace {
 constexpr std::int64_t kLanes = 32;
 
 template <class T>
-double unit(const unsigned char* p, double maximum) {
+double unit(const unsigned char* p) {
     T v;
     std::memcpy(&v, p, sizeof v);
-    return double(v) / maximum;
+    return SampleRules::blurLoad(v);
 }
 
 template <class T>
 void storeSample(double value, unsigned char* p) {
-    T v;
-    if constexpr (sizeof(T) == 4) {
-        v = static_cast<float>(value);
-    } else {
-        constexpr double maximum = sizeof(T) == 1 ? 255.0 : 65535.0;
-        double x = value * maximum + 0.5;
-        x = x > 0 ? x : 0;
-        x = x < maximum ? x : maximum;
-        v = static_cast<T>(static_cast<std::int32_t>(x));
-    }
+    const T v = SampleRules::blurStore<T>(value);
     std::memcpy(p, &v, sizeof v);
 }
 
@@ -78,7 +70,6 @@ void GaussianBlurPlan::rowPass(std::int64_t begin, std::int64_t end, Progress* p
     double* in = lines.in.get();
     double* work = lines.work.get();
     const std::size_t sampleBytes = std::size_t(input_.depth / 8);
-    const double maximum = input_.depth == 8 ? 255.0 : input_.depth == 16 ? 65535.0 : 1.0;
 
     for (std::int64_t block = begin; block < end; ++block) {
         const std::int64_t r0 = block * rowsPerBlock_;
@@ -98,9 +89,9 @@ void GaussianBlurPlan::rowPass(std::int64_t begin, std::int64_t end, Progress* p
             // Sample s of the row is channel s % c of pixel s / c.
             for (std::int64_t s = 0; s < samples; ++s) {
                 const unsigned char* p = row + std::size_t(s) * sampleBytes;
-                const double v = input_.depth == 8    ? unit<std::uint8_t>(p, maximum)
-                                 : input_.depth == 16 ? unit<std::uint16_t>(p, maximum)
-                                                      : unit<float>(p, maximum);
+                const double v = input_.depth == 8    ? unit<std::uint8_t>(p)
+                                 : input_.depth == 16 ? unit<std::uint16_t>(p)
+                                                      : unit<float>(p);
                 to[(s / c) * lanes + s % c] = v;
             }
         }

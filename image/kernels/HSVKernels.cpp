@@ -1,6 +1,7 @@
 #include "image/kernels/HSVKernels.h"
 
 #include "image/kernels/BalanceKernels.h"
+#include "image/kernels/SampleRules.h"
 
 #include <cstring>
 #include <limits>
@@ -79,30 +80,8 @@ void hsvCorrect(float& r, float& g, float& b, const HSVParams& p) {
 
 namespace {
 
-template <class T>
-constexpr float sampleMax() {
-    return sizeof(T) == 1 ? 255.0f : sizeof(T) == 2 ? 65535.0f : 1.0f;
-}
-
-template <class T>
-inline float load(T s) {
-    if constexpr (std::is_same_v<T, float>)
-        return s;
-    else
-        return float(s) / sampleMax<T>();
-}
-
-template <class T>
-inline T store(float v) {
-    if constexpr (std::is_same_v<T, float>) {
-        return v;
-    } else {
-        float x = v * sampleMax<T>() + 0.5f;
-        x = x > 0.0f ? x : 0.0f;
-        x = x < sampleMax<T>() ? x : sampleMax<T>();
-        return static_cast<T>(static_cast<std::int32_t>(x));
-    }
-}
+using SampleRules::load;
+using SampleRules::store;
 
 template <class T, int Components>
 void hsvRow(T* d, const T* s, std::int64_t count, const HSVParams& p) {

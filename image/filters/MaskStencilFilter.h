@@ -1,0 +1,108 @@
+#pragma once
+
+#include "image/Filter.h"
+#include "image/Progress.h"
+#include "image/filters/PointFilter.h"
+#include "image/kernels/DericheKernels.h"
+#include "image/kernels/DericheLines.h"
+#include "image/kernels/KernelFamily.h"
+#include "image/kernels/MaskStencilKernels.h"
+
+#include <atomic>
+#include <cstdint>
+#include <new>
+#include <string>
+
+namespace VX {
+namespace Image {
+
+// An image stencilled by a soft mask of its own bright areas, in two passes
+// over its pixels instead of six filters (see MaskStencilKernels.h): the
+// graph rewriting puts it in place of
+//
+//   [premultiply] stencil-luma blend (background X, layer blur(desaturate(levels(X))))
+//   with X = [unpremultiply] input
+//
+// and it gives the same bits. Its input is read in both passes, so it never
+// renders in place.
+template <class Host>
+class MaskStencilFilter : public Filter<Host> {
+public:
+    MaskStencilFilter(FilterBase<Host>* input, const MaskStencilSettings& fused, double firstSize,
+                      double secondSize, std::uint64_t fusedCost)
+        : settings(fused), rowSize(firstSize), columnSize(secondSize), cost_(fusedCost) {
+        connect<Host>(*this, *input);
+    }
+
+    const char* name() const override { return "maskStencil"; }
+    std::uint64_t cost() const override { return cost_; }
+
+    void process(Host& host, HostImage& destination, const InputImages& images) override {
+        // The checks of the filters it stands for: one input of the result's
+        // format, RGBA for the blend.
+        checkSingleInput("gaussianBlur", destination, images);
+        if (destination.components != 4)
+            throw Exception("The blend filter needs RGBA images, not " +
+                            std::to_string(destination.components) + " channels");
+        this->host_ = &host;
+        this->destination_ = &destination;
+        this->inputImages_ = &images;
+        const DericheCoefficients rows = dericheCoefficients(rowSize, 0);
+        const DericheCoefficients columns = dericheCoefficients(columnSize, 0);
+        MaskStencilSettings s = settings;
+        s.rows = &rows;
+        s.columns = &columns;
+        s.family = currentKernelFamily(dericheFamilies());
+        ::VX::Host::OFX::ImageBuffer planes(&host);
+        MaskStencilPlan plan(destination, *images.front(), this->needed, s, planes);
+        Pass first{&plan, &host, false, {false}};
+        host.runThreads(&MaskStencilFilter::passWorker, &first);
+        if (first.outOfMemory.load())
+            throw std::bad_alloc();
+        Pass second{&plan, &host, true, {false}};
+        host.runThreads(&MaskStencilFilter::passWorker, &second);
+        if (second.outOfMemory.load())
+            throw std::bad_alloc();
+    }
+
+    // Every pass needs whole lines: the work is split in `process` only.
+    void processRect(const Rect& rect, const InputImages& images, unsigned threadIndex) override {
+        static_cast<void>(rect);
+        static_cast<void>(images);
+        static_cast<void>(threadIndex);
+    }
+
+    MaskStencilSettings settings;
+    double rowSize, columnSize;
+
+private:
+    struct Pass {
+        MaskStencilPlan* plan;
+        Host* host;
+        bool columns;
+        std::atomic<bool> outOfMemory;
+    };
+
+    static void passWorker(unsigned index, unsigned count, bool spawned, void* arg) {
+        static_cast<void>(spawned);
+        Pass& pass = *static_cast<Pass*>(arg);
+        const std::int64_t blocks =
+            pass.columns ? pass.plan->columnBlocks() : pass.plan->rowBlocks();
+        const std::int64_t begin = blocks * std::int64_t(index) / std::int64_t(count);
+        const std::int64_t end = blocks * (std::int64_t(index) + 1) / std::int64_t(count);
+        HostProgress<Host> progress(*pass.host, index);
+        try {
+            if (pass.columns)
+                pass.plan->columnPass(begin, end, &progress);
+            else
+                pass.plan->rowPass(begin, end, &progress);
+        } catch (const std::bad_alloc&) {
+            pass.outOfMemory.store(true);
+        }
+    }
+
+    std::uint64_t cost_;
+};
+
+} // namespace Image
+} // namespace VX
