@@ -69,122 +69,84 @@ void inside(const HostImage& image, std::int32_t y, std::int32_t x1, std::int32_
     to = std::max(std::min(b.x2, x2), from);
 }
 
-} // namespace
-
-MaskStencilPlan::MaskStencilPlan(HostImage& destination, const HostImage& source, const Rect& lines,
-                                 const MaskStencilSettings& settings,
-                                 ::VX::Host::OFX::ImageBuffer& planes)
-    : destination_(destination), source_(source), lines_(lines), settings_(settings) {
-    written_ = intersect(destination.bounds, lines);
-    if (written_.empty() || destination.data == nullptr)
-        return;
-    rowBlocks_ = (lines_.height() + kBlock - 1) / kBlock;
-    columnBlocks_ = (written_.width() + kBlock - 1) / kBlock;
-    const std::size_t plane = std::size_t(lines_.height()) * std::size_t(written_.width());
-    planes.allocate(2 * plane * sizeof(float));
-    grey_ = static_cast<float*>(planes.data());
-    alpha_ = grey_ + plane;
+// Where the source has no pixels, the first filter's result is transparent
+// black and the later ones apply their rules to it.
+template <class T>
+double outsideGrey(const MaskStencilSettings& s) {
+    const Pixel<T> none{};
+    return R::blurLoad(s.unmultiply ? grey(none, s) : R::store<T>(0.0f * s.greyValue));
 }
 
 template <class T, bool Unmultiply>
-void MaskStencilPlan::rowBlock(std::int64_t block, double* in, double* work) {
-    const MaskStencilSettings& s = settings_;
-    const std::int64_t length = lines_.width();
-    const std::int64_t r0 = block * kBlock;
-    const std::int64_t rows = std::min(kBlock, lines_.height() - r0);
+void rowBlock(const MaskStencilBlock& b) {
+    const MaskStencilSettings& s = *b.settings;
+    const Rect& lines = b.lines;
+    const std::int64_t length = lines.width();
+    const std::int64_t r0 = b.block * MaskStencilPlan::kBlock;
+    const std::int64_t rows = std::min(MaskStencilPlan::kBlock, lines.height() - r0);
+    const std::int64_t block = MaskStencilPlan::kBlock;
 
-    // Where the source has no pixels, the first filter's result is
-    // transparent black and the later ones apply their rules to it.
-    const Pixel<T> none{};
-    const double outsideGrey =
-        R::blurLoad(Unmultiply ? grey(none, s) : R::store<T>(0.0f * s.greyValue));
-
-    for (std::int64_t r = 0; r < kBlock; ++r) {
-        double* g = in + r;
-        double* a = in + kBlock + r;
+    for (std::int64_t r = 0; r < block; ++r) {
+        double* g = b.in + r;
+        double* a = b.in + block + r;
         if (r >= rows) {
             // Rows below the last: lanes that nobody reads.
             for (std::int64_t x = 0; x < length; ++x)
                 g[x * kLanes] = a[x * kLanes] = 0.0;
             continue;
         }
-        const std::int32_t y = lines_.y1 + std::int32_t(r0 + r);
+        const std::int32_t y = lines.y1 + std::int32_t(r0 + r);
         std::int32_t from, to;
-        inside(source_, y, lines_.x1, lines_.x2, from, to);
-        for (std::int64_t x = 0; x < from - lines_.x1; ++x)
-            g[x * kLanes] = outsideGrey, a[x * kLanes] = 0.0;
+        inside(*b.source, y, lines.x1, lines.x2, from, to);
+        for (std::int64_t x = 0; x < from - lines.x1; ++x)
+            g[x * kLanes] = b.outsideGrey, a[x * kLanes] = 0.0;
         for (std::int32_t x = from; x < to; ++x) {
-            const Pixel<T> u = background<T, Unmultiply>(read<T>(source_, x, y));
-            const std::int64_t at = std::int64_t(x - lines_.x1) * kLanes;
+            const Pixel<T> u = background<T, Unmultiply>(read<T>(*b.source, x, y));
+            const std::int64_t at = std::int64_t(x - lines.x1) * kLanes;
             g[at] = R::blurLoad(grey(u, s));
             a[at] = R::blurLoad(u.c[3]);
         }
-        for (std::int64_t x = to - lines_.x1; x < length; ++x)
-            g[x * kLanes] = outsideGrey, a[x * kLanes] = 0.0;
+        for (std::int64_t x = to - lines.x1; x < length; ++x)
+            g[x * kLanes] = b.outsideGrey, a[x * kLanes] = 0.0;
     }
 
-    const std::int64_t first = written_.x1 - lines_.x1, width = written_.width();
-    dericheBlock(s.family, {s.rows, in, work, std::size_t(length), std::size_t(kLanes),
+    const std::int64_t first = b.written.x1 - lines.x1, width = b.written.width();
+    dericheBlock(s.family, {s.rows, b.in, b.work, std::size_t(length), std::size_t(kLanes),
                             std::size_t(first), std::size_t(first + width)});
-
-    // Back to rows, in tiles of the block's rows by as many columns.
-    for (std::int64_t x0 = 0; x0 < width; x0 += kBlock) {
-        const std::int64_t x1 = std::min(width, x0 + kBlock);
-        for (std::int64_t r = 0; r < rows; ++r) {
-            float* gRow = grey_ + (r0 + r) * width;
-            float* aRow = alpha_ + (r0 + r) * width;
-            for (std::int64_t x = x0; x < x1; ++x) {
-                const double* from = work + (first + x) * kLanes + r;
-                gRow[x] = static_cast<float>(from[0]);
-                aRow[x] = static_cast<float>(from[kBlock]);
-            }
-        }
-    }
+    storeRowsToPlanes(b, r0, rows);
 }
 
 template <class T, bool Unmultiply, bool Premultiply>
-void MaskStencilPlan::columnBlock(std::int64_t block, double* in, double* work) {
-    const MaskStencilSettings& s = settings_;
-    const std::int64_t length = lines_.height();
-    const std::int64_t width = written_.width();
-    const std::int64_t c0 = block * kBlock;
-    const std::int64_t used = std::min(kBlock, width - c0);
+void columnBlock(const MaskStencilBlock& b) {
+    const MaskStencilSettings& s = *b.settings;
+    const std::int64_t block = MaskStencilPlan::kBlock;
+    const std::int64_t length = b.lines.height();
+    const std::int64_t c0 = b.block * block;
+    const std::int64_t used = std::min(block, b.written.width() - c0);
+    loadColumnsFromPlanes(b, b.block, used);
+    const std::int64_t first = b.written.y1 - b.lines.y1;
+    dericheBlock(s.family, {s.columns, b.in, b.work, std::size_t(length), std::size_t(kLanes),
+                            std::size_t(first), std::size_t(first + b.written.height())});
 
-    for (std::int64_t y = 0; y < length; ++y) {
-        const float* g = grey_ + y * width + c0;
-        const float* a = alpha_ + y * width + c0;
-        double* to = in + y * kLanes;
-        for (std::int64_t j = 0; j < used; ++j) {
-            to[j] = double(g[j]);
-            to[kBlock + j] = double(a[j]);
-        }
-        for (std::int64_t j = used; j < kBlock; ++j)
-            to[j] = to[kBlock + j] = 0.0;
-    }
-
-    const std::int64_t first = written_.y1 - lines_.y1;
-    dericheBlock(s.family, {s.columns, in, work, std::size_t(length), std::size_t(kLanes),
-                            std::size_t(first), std::size_t(first + written_.height())});
-
-    const std::int32_t x1 = written_.x1 + std::int32_t(c0);
+    const std::int32_t x1 = b.written.x1 + std::int32_t(c0);
     const std::int32_t x2 = x1 + std::int32_t(used);
-    for (std::int32_t y = written_.y1; y < written_.y2; ++y) {
-        const double* mask = work + (first + (y - written_.y1)) * kLanes;
+    for (std::int32_t y = b.written.y1; y < b.written.y2; ++y) {
+        const double* mask = b.work + (first + (y - b.written.y1)) * kLanes;
         std::int32_t from, to;
-        inside(source_, y, x1, x2, from, to);
-        T* out = reinterpret_cast<T*>(destination_.pixel(x1, y));
+        inside(*b.source, y, x1, x2, from, to);
+        T* out = reinterpret_cast<T*>(b.destination->pixel(x1, y));
         for (std::int32_t x = x1; x < x2; ++x, out += 4) {
             const std::int64_t j = x - x1;
             // The blur's samples as the blend reads them back.
             const float l = R::load(R::blurStore<T>(mask[j]));
-            const float la = R::load(R::blurStore<T>(mask[kBlock + j]));
+            const float la = R::load(R::blurStore<T>(mask[block + j]));
             Pixel<T> u{};
             if (x >= from && x < to)
-                u = background<T, Unmultiply>(read<T>(source_, x, y));
-            const BlendModes::Px<float> b{R::load(u.c[0]), R::load(u.c[1]), R::load(u.c[2]),
-                                          R::load(u.c[3])};
+                u = background<T, Unmultiply>(read<T>(*b.source, x, y));
+            const BlendModes::Px<float> bg{R::load(u.c[0]), R::load(u.c[1]), R::load(u.c[2]),
+                                           R::load(u.c[3])};
             const BlendModes::Px<float> o =
-                BlendModes::blendPixel<31>(b, BlendModes::Px<float>{l, l, l, la}, s.opacity);
+                BlendModes::blendPixel<31>(bg, BlendModes::Px<float>{l, l, l, la}, s.opacity);
             Pixel<T> p{{R::store<T>(o.r), R::store<T>(o.g), R::store<T>(o.b), R::store<T>(o.a)}};
             if constexpr (Premultiply)
                 for (int k = 0; k < 3; ++k)
@@ -194,29 +156,215 @@ void MaskStencilPlan::columnBlock(std::int64_t block, double* in, double* work) 
     }
 }
 
+template <class T>
+void portableRows(const MaskStencilBlock& b) {
+    b.settings->unmultiply ? rowBlock<T, true>(b) : rowBlock<T, false>(b);
+}
+
+template <class T>
+void portableColumns(const MaskStencilBlock& b) {
+    const bool u = b.settings->unmultiply, p = b.settings->premultiply;
+    u ? (p ? columnBlock<T, true, true>(b) : columnBlock<T, true, false>(b))
+      : (p ? columnBlock<T, false, true>(b) : columnBlock<T, false, false>(b));
+}
+
+using BlockFunction = void (*)(const MaskStencilBlock&);
+
+BlockFunction rowsOf(KernelFamily family) {
+    switch (family) {
+#ifdef SQ_STENCIL_VECTOR_FAMILIES
+    case KernelFamily::AVX512:
+        return &maskStencilRowsAVX512;
+    case KernelFamily::AVX2:
+        return &maskStencilRowsAVX2;
+    case KernelFamily::SSE4_1:
+    case KernelFamily::SSSE3:
+    case KernelFamily::SSE2:
+        return &maskStencilRowsSSE2;
+#endif
+    default:
+        return &maskStencilRowsPortable;
+    }
+}
+
+BlockFunction columnsOf(KernelFamily family) {
+    switch (family) {
+#ifdef SQ_STENCIL_VECTOR_FAMILIES
+    case KernelFamily::AVX512:
+        return &maskStencilColumnsAVX512;
+    case KernelFamily::AVX2:
+        return &maskStencilColumnsAVX2;
+    case KernelFamily::SSE4_1:
+    case KernelFamily::SSSE3:
+    case KernelFamily::SSE2:
+        return &maskStencilColumnsSSE2;
+#endif
+    default:
+        return &maskStencilColumnsPortable;
+    }
+}
+
+} // namespace
+
+void maskStencilRowsPortable(const MaskStencilBlock& b) {
+    switch (b.destination->depth) {
+    case 8:
+        portableRows<std::uint8_t>(b);
+        break;
+    case 16:
+        portableRows<std::uint16_t>(b);
+        break;
+    case 32:
+        portableRows<float>(b);
+        break;
+    default:
+        break;
+    }
+}
+
+void maskStencilColumnsPortable(const MaskStencilBlock& b) {
+    switch (b.destination->depth) {
+    case 8:
+        portableColumns<std::uint8_t>(b);
+        break;
+    case 16:
+        portableColumns<std::uint16_t>(b);
+        break;
+    case 32:
+        portableColumns<float>(b);
+        break;
+    default:
+        break;
+    }
+}
+
+namespace {
+
+// The bytes an image's pixels span.
+void memorySpan(const HostImage& image, const unsigned char*& low, const unsigned char*& high) {
+    low = high = nullptr;
+    if (image.data == nullptr || image.bounds.empty())
+        return;
+    const unsigned char* first = image.pixel(image.bounds.x1, image.bounds.y1);
+    const unsigned char* last = image.pixel(image.bounds.x1, image.bounds.y2 - 1);
+    low = first < last ? first : last;
+    high = (first < last ? last : first) + image.bounds.width() * image.bytesPerPixel();
+}
+
+bool shareMemory(const HostImage& a, const HostImage& b) {
+    const unsigned char *aLow, *aHigh, *bLow, *bHigh;
+    memorySpan(a, aLow, aHigh);
+    memorySpan(b, bLow, bHigh);
+    return aLow != nullptr && bLow != nullptr && aLow < bHigh && bLow < aHigh;
+}
+
+} // namespace
+
+void storeRowsToPlanes(const MaskStencilBlock& b, std::int64_t r0, std::int64_t rows) {
+    const std::int64_t first = b.written.x1 - b.lines.x1, width = b.written.width();
+    const std::int64_t block = MaskStencilPlan::kBlock;
+    // A tile of the block's rows by a block of columns at a time, turned
+    // round in cache.
+    float tile[2][MaskStencilPlan::kBlock][MaskStencilPlan::kBlock];
+    for (std::int64_t c = 0; c * block < width; ++c) {
+        const std::int64_t used = std::min(block, width - c * block);
+        for (std::int64_t j = 0; j < used; ++j) {
+            const double* from = b.work + (first + c * block + j) * kLanes;
+            for (std::int64_t r = 0; r < block; ++r) {
+                tile[0][r][j] = static_cast<float>(from[r]);
+                tile[1][r][j] = static_cast<float>(from[block + r]);
+            }
+        }
+        for (std::int64_t r = 0; r < rows; ++r) {
+            unsigned char* grey = planeRow(b.grey, r0 + r, c, used);
+            unsigned char* alpha = planeRow(b.alpha, r0 + r, c, used);
+            if (used == block) { // a size known here copies inline
+                std::memcpy(grey, tile[0][r], sizeof tile[0][r]);
+                std::memcpy(alpha, tile[1][r], sizeof tile[1][r]);
+            } else {
+                std::memcpy(grey, tile[0][r], std::size_t(used) * sizeof(float));
+                std::memcpy(alpha, tile[1][r], std::size_t(used) * sizeof(float));
+            }
+        }
+    }
+}
+
+void loadColumnsFromPlanes(const MaskStencilBlock& b, std::int64_t block, std::int64_t used) {
+    const std::int64_t lanes = MaskStencilPlan::kBlock;
+    const std::int64_t length = b.lines.height();
+    float grey[MaskStencilPlan::kBlock] = {}, alpha[MaskStencilPlan::kBlock] = {};
+    for (std::int64_t y = 0; y < length; ++y) {
+        if (used == lanes) { // a size known here copies inline
+            std::memcpy(grey, planeRow(b.grey, y, block, used), sizeof grey);
+            std::memcpy(alpha, planeRow(b.alpha, y, block, used), sizeof alpha);
+        } else {
+            std::memcpy(grey, planeRow(b.grey, y, block, used), std::size_t(used) * sizeof(float));
+            std::memcpy(alpha, planeRow(b.alpha, y, block, used),
+                        std::size_t(used) * sizeof(float));
+        }
+        double* to = b.in + y * kLanes;
+        for (std::int64_t j = 0; j < lanes; ++j) {
+            to[j] = double(grey[j]);
+            to[lanes + j] = double(alpha[j]);
+        }
+    }
+}
+
+MaskStencilPlan::MaskStencilPlan(HostImage& destination, const HostImage& source, const Rect& lines,
+                                 const MaskStencilSettings& settings,
+                                 ::VX::Host::OFX::ImageBuffer& planes)
+    : destination_(destination), source_(source), lines_(lines), settings_(settings) {
+    settings_.risingLevels = settings.levels.scale >= 0.0f && settings.levels.scale8 >= 0.0f;
+    written_ = intersect(destination.bounds, lines);
+    if (written_.empty() || destination.data == nullptr)
+        return;
+    switch (destination.depth) {
+    case 8:
+        outsideGrey_ = outsideGrey<std::uint8_t>(settings);
+        break;
+    case 16:
+        outsideGrey_ = outsideGrey<std::uint16_t>(settings);
+        break;
+    case 32:
+        outsideGrey_ = outsideGrey<float>(settings);
+        break;
+    default:
+        return;
+    }
+    rowBlocks_ = (lines_.height() + kBlock - 1) / kBlock;
+    columnBlocks_ = (written_.width() + kBlock - 1) / kBlock;
+
+    // The planes inside the destination's pixels where they fit, the rest
+    // in memory of their own.
+    const bool inPixels =
+        written_.y1 == lines_.y1 && written_.y2 == lines_.y2 && !shareMemory(destination, source);
+    const int pixelBytes = destination.bytesPerPixel();
+    const int fit = !inPixels ? 0 : pixelBytes >= 8 ? 2 : pixelBytes >= 4 ? 1 : 0;
+    MaskStencilPlane* where[2] = {&grey_, &alpha_};
+    for (int i = 0; i < fit; ++i)
+        *where[i] = {destination.pixel(written_.x1, written_.y1), destination.rowBytes,
+                     kBlock * pixelBytes, i == 1};
+    const std::size_t plane = std::size_t(lines_.height()) * std::size_t(written_.width());
+    if (fit < 2) {
+        planes.allocate(std::size_t(2 - fit) * plane * sizeof(float));
+        for (int i = fit; i < 2; ++i)
+            *where[i] = {static_cast<unsigned char*>(planes.data()) +
+                             std::size_t(i - fit) * plane * sizeof(float),
+                         std::ptrdiff_t(written_.width() * 4), kBlock * 4, false};
+    }
+}
+
 void MaskStencilPlan::rowPass(std::int64_t begin, std::int64_t end, Progress* progress) {
-    if (begin >= end || grey_ == nullptr)
+    if (begin >= end || grey_.origin == nullptr)
         return;
     BlockLines lines(std::size_t(lines_.width() * kLanes));
+    MaskStencilBlock b{&source_,       &destination_,    lines_, written_,
+                       &settings_,     outsideGrey_,     grey_,  alpha_,
+                       lines.in.get(), lines.work.get(), 0};
+    const BlockFunction run = rowsOf(settings_.family);
     for (std::int64_t block = begin; block < end; ++block) {
-        switch (destination_.depth) {
-        case 8:
-            settings_.unmultiply
-                ? rowBlock<std::uint8_t, true>(block, lines.in.get(), lines.work.get())
-                : rowBlock<std::uint8_t, false>(block, lines.in.get(), lines.work.get());
-            break;
-        case 16:
-            settings_.unmultiply
-                ? rowBlock<std::uint16_t, true>(block, lines.in.get(), lines.work.get())
-                : rowBlock<std::uint16_t, false>(block, lines.in.get(), lines.work.get());
-            break;
-        case 32:
-            settings_.unmultiply ? rowBlock<float, true>(block, lines.in.get(), lines.work.get())
-                                 : rowBlock<float, false>(block, lines.in.get(), lines.work.get());
-            break;
-        default:
-            return;
-        }
+        b.block = block;
+        run(b);
         // The first pass is the first half of the work.
         if (progress != nullptr)
             progress->update(std::uint64_t(block - begin), std::uint64_t(2 * (end - begin)));
@@ -224,35 +372,16 @@ void MaskStencilPlan::rowPass(std::int64_t begin, std::int64_t end, Progress* pr
 }
 
 void MaskStencilPlan::columnPass(std::int64_t begin, std::int64_t end, Progress* progress) {
-    if (begin >= end || grey_ == nullptr)
+    if (begin >= end || grey_.origin == nullptr)
         return;
     BlockLines lines(std::size_t(lines_.height() * kLanes));
-    double* in = lines.in.get();
-    double* work = lines.work.get();
-    const bool u = settings_.unmultiply, p = settings_.premultiply;
+    MaskStencilBlock b{&source_,       &destination_,    lines_, written_,
+                       &settings_,     outsideGrey_,     grey_,  alpha_,
+                       lines.in.get(), lines.work.get(), 0};
+    const BlockFunction run = columnsOf(settings_.family);
     for (std::int64_t block = begin; block < end; ++block) {
-        switch (destination_.depth) {
-        case 8:
-            u ? (p ? columnBlock<std::uint8_t, true, true>(block, in, work)
-                   : columnBlock<std::uint8_t, true, false>(block, in, work))
-              : (p ? columnBlock<std::uint8_t, false, true>(block, in, work)
-                   : columnBlock<std::uint8_t, false, false>(block, in, work));
-            break;
-        case 16:
-            u ? (p ? columnBlock<std::uint16_t, true, true>(block, in, work)
-                   : columnBlock<std::uint16_t, true, false>(block, in, work))
-              : (p ? columnBlock<std::uint16_t, false, true>(block, in, work)
-                   : columnBlock<std::uint16_t, false, false>(block, in, work));
-            break;
-        case 32:
-            u ? (p ? columnBlock<float, true, true>(block, in, work)
-                   : columnBlock<float, true, false>(block, in, work))
-              : (p ? columnBlock<float, false, true>(block, in, work)
-                   : columnBlock<float, false, false>(block, in, work));
-            break;
-        default:
-            return;
-        }
+        b.block = block;
+        run(b);
         if (progress != nullptr)
             progress->update(std::uint64_t((end - begin) + (block - begin)),
                              std::uint64_t(2 * (end - begin)));

@@ -8,6 +8,7 @@
 #include "image/kernels/DericheKernels.h"
 #include "image/kernels/KernelFamily.h"
 
+#include <cstddef>
 #include <cstdint>
 
 namespace VX {
@@ -31,6 +32,9 @@ struct MaskStencilSettings {
     bool unmultiply = false; // the background is the source unpremultiplied
     BalanceParams levels;    // the levels curve, without gamma
     float greyValue = 1.0f;  // the desaturation's value factor
+    // The levels curve never falls (scale not negative), so that the
+    // largest channel's levels are the largest levels; set by the plan.
+    bool risingLevels = false;
     const DericheCoefficients* rows = nullptr;
     const DericheCoefficients* columns = nullptr;
     float opacity = 1.0f;     // the blend's
@@ -45,6 +49,32 @@ struct MaskStencilSettings {
 // columns and all of `lines`' rows; the second reads them and writes the
 // destination. Blocks of either pass are independent; the second pass
 // starts after the first has finished.
+//
+// Where the destination has every row of `lines` and does not share memory
+// with the source, the planes live in the destination's own pixels: each
+// block of columns keeps its values in its own pixels' bytes, which hold
+// both planes' for float and 16-bit RGBA, the grey for 8-bit. A second-pass
+// block reads its columns' values before it writes their pixels, and no
+// other block reads them. Only what does not fit there is allocated.
+// Where one plane's float values lie. The columns go in blocks of kBlock;
+// the values of one row of one block are contiguous (not necessarily
+// aligned), at origin + row * rowBytes + block * blockBytes, followed by the
+// same row of the other plane where `second` is set (planes that share the
+// destination's pixels).
+struct MaskStencilPlane {
+    unsigned char* origin = nullptr;
+    std::ptrdiff_t rowBytes = 0;
+    std::ptrdiff_t blockBytes = 0;
+    bool second = false;
+};
+
+// The values of plane `p` at row `row`, block `block` of `used` columns.
+inline unsigned char* planeRow(const MaskStencilPlane& p, std::int64_t row, std::int64_t block,
+                               std::int64_t used) {
+    return p.origin + row * p.rowBytes + block * p.blockBytes +
+           (p.second ? used * std::int64_t(sizeof(float)) : 0);
+}
+
 class MaskStencilPlan {
 public:
     // `destination` and `source` are RGBA of one depth (8, 16 or 32) and
@@ -65,11 +95,6 @@ public:
     static constexpr std::int64_t kBlock = 16;
 
 private:
-    template <class T, bool Unmultiply>
-    void rowBlock(std::int64_t block, double* in, double* work);
-    template <class T, bool Unmultiply, bool Premultiply>
-    void columnBlock(std::int64_t block, double* in, double* work);
-
     HostImage& destination_;
     const HostImage& source_;
     Rect lines_;
@@ -77,9 +102,41 @@ private:
     Rect written_; // the destination's rectangle
     std::int64_t rowBlocks_ = 0;
     std::int64_t columnBlocks_ = 0;
-    float* grey_ = nullptr; // lines_ rows x written_ columns
-    float* alpha_ = nullptr;
+    double outsideGrey_ = 0.0;
+    MaskStencilPlane grey_, alpha_; // lines_ rows x written_ columns
 };
+
+// One block of a pass, as the kernels of each family see it.
+struct MaskStencilBlock {
+    const HostImage* source;
+    HostImage* destination;
+    Rect lines, written;
+    const MaskStencilSettings* settings;
+    // The blurred grey's sample where the source has no pixels.
+    double outsideGrey;
+    MaskStencilPlane grey, alpha;
+    double* in; // the block's lines (DericheBlock)
+    double* work;
+    std::int64_t block;
+};
+
+// Moves the first pass's results of rows [r0, r0 + rows) of the block into
+// the planes, and the planes' column block `block` of `used` columns into
+// the second pass's lines (unused lanes 0): the same for every family.
+void storeRowsToPlanes(const MaskStencilBlock& b, std::int64_t r0, std::int64_t rows);
+void loadColumnsFromPlanes(const MaskStencilBlock& b, std::int64_t block, std::int64_t used);
+
+void maskStencilRowsPortable(const MaskStencilBlock& b);
+void maskStencilColumnsPortable(const MaskStencilBlock& b);
+#if defined(__x86_64__) || defined(_M_X64)
+#define SQ_STENCIL_VECTOR_FAMILIES 1
+void maskStencilRowsSSE2(const MaskStencilBlock& b);
+void maskStencilColumnsSSE2(const MaskStencilBlock& b);
+void maskStencilRowsAVX2(const MaskStencilBlock& b);
+void maskStencilColumnsAVX2(const MaskStencilBlock& b);
+void maskStencilRowsAVX512(const MaskStencilBlock& b);
+void maskStencilColumnsAVX512(const MaskStencilBlock& b);
+#endif
 
 } // namespace Image
 } // namespace VX

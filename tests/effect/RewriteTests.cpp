@@ -16,6 +16,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <limits>
 #include <memory>
@@ -56,16 +57,45 @@ const AlphaLayout kLayouts[] = {
 };
 
 // The source, the output and the render window: the window cuts the frame,
-// or the output reaches beyond the source on every side.
+// reaches rows above and below the strip of output it is rendered into, or
+// the output reaches beyond the source on every side.
 struct Framing {
     const char* name;
     Rect source, output, window;
+    bool everyCode = false;
 };
 const Framing kFramings[] = {
     {"Whole", {0, 0, 41, 33}, {0, 0, 41, 33}, {0, 0, 41, 33}},
     {"WindowInside", {0, 0, 41, 33}, {0, 0, 41, 33}, {5, 3, 30, 27}},
+    {"Strip", {0, 0, 41, 33}, {0, 12, 41, 18}, {0, 0, 41, 33}},
     {"OutputBeyondSource", {2, 1, 39, 31}, {-4, -3, 45, 36}, {-4, -3, 45, 36}},
 };
+
+// A 256 x 256 source whose colour channels each hold every 8-bit or 16-bit
+// code, over alphas that vary from pixel to pixel: the integer shortcuts of
+// the fused stencil (codes converted to float and back, levels of the
+// largest channel) must hold for every code, not just the random ones.
+const Framing kEveryCode = {
+    "EveryCode", {0, 0, 256, 256}, {0, 0, 256, 256}, {0, 0, 256, 256}, true};
+
+void fillEveryCode(PixelImage& p) {
+    const int depth = p.image.depth;
+    for (int y = 0; y < 256; ++y)
+        for (int x = 0; x < 256; ++x) {
+            const unsigned i = unsigned(y * 256 + x);
+            const unsigned colours[4] = {i, i + 21845u, i + 43690u, i * 40503u + 7u};
+            for (int c = 0; c < 4; ++c) {
+                unsigned char* at = p.at(x, y) + c * depth / 8;
+                if (depth == 8) {
+                    *at = static_cast<unsigned char>(
+                        (c < 3 ? colours[c] + unsigned(c) * 85u : colours[c] >> 8) & 0xFF);
+                } else {
+                    const auto v = static_cast<std::uint16_t>(colours[c] & 0xFFFF);
+                    std::memcpy(at, &v, 2);
+                }
+            }
+        }
+}
 
 using Case = std::tuple<int, FrameKind, AlphaLayout, Framing, double>;
 
@@ -141,7 +171,10 @@ protected:
 TEST_P(Rewriting, EveryPathGivesTheReferenceBytes) {
     const auto& [depth, frame, layout, framing, scale] = GetParam();
     PixelImage source(framing.source, depth, 4, false, 0, depth == 32);
-    fillRandom(source, 11 + unsigned(depth));
+    if (framing.everyCode)
+        fillEveryCode(source);
+    else
+        fillRandom(source, 11 + unsigned(depth));
     const std::unique_ptr<PixelImage> expected = render(source, KernelFamily::Portable, false);
     const bool zeroSigns = depth == 32 && !frame.unmasked && frame.time >= 2.0;
     for (int f = 0; f < VX::Image::kKernelFamilyCount; ++f) {
@@ -157,19 +190,26 @@ TEST_P(Rewriting, EveryPathGivesTheReferenceBytes) {
     }
 }
 
+std::string caseName(const ::testing::TestParamInfo<Case>& nameOf) {
+    return filtertest::depthName(std::get<0>(nameOf.param)) + "_" + std::get<1>(nameOf.param).name +
+           "_" + std::get<2>(nameOf.param).name + "_" + std::get<3>(nameOf.param).name +
+           (std::get<4>(nameOf.param) == 1.0 ? "_Full" : "_Quarter");
+}
+
 INSTANTIATE_TEST_SUITE_P(Frames, Rewriting,
                          ::testing::Combine(::testing::Values(8, 16, 32),
                                             ::testing::ValuesIn(kFrames),
                                             ::testing::ValuesIn(kLayouts),
                                             ::testing::ValuesIn(kFramings),
                                             ::testing::Values(1.0, 0.25)),
-                         [](const ::testing::TestParamInfo<Case>& nameOf) {
-                             return filtertest::depthName(std::get<0>(nameOf.param)) + "_" +
-                                    std::get<1>(nameOf.param).name + "_" +
-                                    std::get<2>(nameOf.param).name + "_" +
-                                    std::get<3>(nameOf.param).name +
-                                    (std::get<4>(nameOf.param) == 1.0 ? "_Full" : "_Quarter");
-                         });
+                         caseName);
+
+INSTANTIATE_TEST_SUITE_P(Codes, Rewriting,
+                         ::testing::Combine(::testing::Values(8, 16),
+                                            ::testing::Values(kFrames[0], kFrames[4]),
+                                            ::testing::ValuesIn(kLayouts),
+                                            ::testing::Values(kEveryCode), ::testing::Values(1.0)),
+                         caseName);
 
 // A float source holding NaN and infinities: the graph as built can leave
 // NaN alpha in an "off" frame (NaN times 0), the rewritten one gives the
