@@ -4,7 +4,10 @@
 
 #include "InstanceFixture.h"
 
+#include <cstdint>
 #include <cstring>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -179,6 +182,46 @@ TEST(ImageMemory, AllocLockUnlockFreeAreAccounted) {
     EXPECT_EQ(fx.imageMemoryAlloc(tight.effect(), 17, &m), kOfxStatErrMemory);
     ASSERT_EQ(fx.imageMemoryAlloc(tight.effect(), 16, &m), kOfxStatOK);
     // Left for the host to free: ASan would report it otherwise.
+}
+
+// With a pool, freed image memory comes back for a request of the same size
+// or a little smaller, never for a larger one, and no more than the pool's
+// bytes are kept; without one, nothing is kept.
+TEST(ImageMemory, PoolHandsFreedBlocksOutAgain) {
+    struct Case {
+        std::uint64_t pool;
+        std::size_t first, second;
+        bool reused;
+    };
+    const Case cases[] = {
+        {1 << 20, 4096, 4096, true},  {1 << 20, 4096, 3500, true}, {1 << 20, 4096, 2000, false},
+        {1 << 20, 4096, 4097, false}, {1000, 4096, 4096, false},   {0, 4096, 4096, false},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::to_string(c.pool) + " " + std::to_string(c.first) + " then " +
+                     std::to_string(c.second));
+        ofxhost::HostConfig config;
+        config.imageMemoryPoolBytes = c.pool;
+        Session s(config);
+        const OfxImageEffectSuiteV1& fx = *s.suites().imageEffect;
+        OfxImageMemoryHandle m = nullptr;
+        void* first = nullptr;
+        void* second = nullptr;
+        ASSERT_EQ(fx.imageMemoryAlloc(s.effect(), c.first, &m), kOfxStatOK);
+        ASSERT_EQ(fx.imageMemoryLock(m, &first), kOfxStatOK);
+        std::memset(first, 1, c.first);
+        ASSERT_EQ(fx.imageMemoryFree(m), kOfxStatOK);
+        // Held while the second block is asked for, so that malloc cannot
+        // hand the same address back by chance.
+        std::vector<char> hold(c.first);
+        ASSERT_EQ(fx.imageMemoryAlloc(s.effect(), c.second, &m), kOfxStatOK);
+        ASSERT_EQ(fx.imageMemoryLock(m, &second), kOfxStatOK);
+        std::memset(second, 2, c.second);
+        EXPECT_EQ(first == second, c.reused);
+        EXPECT_EQ(s.host.liveImageMemory(), 1u);
+        ASSERT_EQ(fx.imageMemoryFree(m), kOfxStatOK);
+        EXPECT_EQ(s.host.liveImageMemory(), 0u);
+    }
 }
 
 TEST(Abort, AnswersAsConfiguredAndCountsCalls) {

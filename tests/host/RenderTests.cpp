@@ -5,6 +5,8 @@
 #include "InstanceFixture.h"
 
 #include <algorithm>
+#include <memory>
+#include <string>
 #include <thread>
 
 namespace {
@@ -86,6 +88,35 @@ TEST_P(RenderPixels, InvertsTheSourceIntoTheOutput) {
     expectInverted(*r.output, r.renderWindow, 2.0);
     EXPECT_EQ(s.instance->liveImages(), 0u);
     EXPECT_EQ(s.instance->imagesFetched(), 2u);
+}
+
+// A host's cached frame is rendered into again when it fits the render; a
+// buffer of other bounds or another depth is left alone.
+TEST_P(RenderPixels, RendersIntoAnEarlierOutputOnlyWhenItFits) {
+    const Layout& l = GetParam();
+    ofxhost::HostConfig cfg;
+    cfg.render.bottomUpRows = l.bottomUp;
+    Session s(cfg);
+    Frames source({0, 0, 9, 5}, l.depth, l.components, l.bottomUp);
+    s.instance->setClipFrames("Source", source.provider());
+    const RenderResult first = s.instance->render(2.0);
+    ASSERT_EQ(first.status, kOfxStatOK);
+    const char* otherDepth =
+        std::string(l.depth) == kOfxBitDepthFloat ? kOfxBitDepthByte : kOfxBitDepthFloat;
+    const std::shared_ptr<ImageBuffer> earlier[] = {
+        first.output,
+        std::make_shared<ImageBuffer>(OfxRectI{0, 0, 9, 4}, l.depth, l.components, l.bottomUp),
+        std::make_shared<ImageBuffer>(OfxRectI{0, 0, 9, 5}, otherDepth, l.components, l.bottomUp),
+    };
+    for (int i = 0; i < 3; ++i) {
+        ofxhost::RenderRequest again;
+        again.time = 3.0;
+        again.reuseOutput = earlier[i];
+        const RenderResult r = s.instance->render(again);
+        ASSERT_EQ(r.status, kOfxStatOK);
+        EXPECT_EQ(r.output == earlier[i], i == 0);
+        expectInverted(*r.output, r.renderWindow, 3.0);
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(

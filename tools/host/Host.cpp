@@ -121,6 +121,9 @@ Host::~Host() {
         handles::remove(block.first);
         std::free(block.second->data);
     }
+    for (auto& pooled : pooledImageMemory_) {
+        std::free(pooled.second);
+    }
 }
 
 void Host::fillProperties() {
@@ -337,12 +340,22 @@ ImageMemoryBlock* Host::allocateImageMemory(std::size_t bytes) {
     auto block = std::make_unique<ImageMemoryBlock>();
     block->owner = this;
     block->bytes = bytes;
-    block->data = std::malloc(bytes > 0 ? bytes : 1);
-    if (block->data == nullptr) {
-        return nullptr;
+    block->capacity = bytes > 0 ? bytes : 1;
+    std::lock_guard<std::mutex> lock(resourceMutex_);
+    // A kept block no more than a third larger than asked for.
+    const auto kept = pooledImageMemory_.lower_bound(block->capacity);
+    if (kept != pooledImageMemory_.end() && kept->first - block->capacity <= block->capacity / 3) {
+        block->capacity = kept->first;
+        block->data = kept->second;
+        pooledBytes_ -= kept->first;
+        pooledImageMemory_.erase(kept);
+    } else {
+        block->data = std::malloc(block->capacity);
+        if (block->data == nullptr) {
+            return nullptr;
+        }
     }
     ImageMemoryBlock* handle = block.get();
-    std::lock_guard<std::mutex> lock(resourceMutex_);
     imageMemory_.emplace(handle, std::move(block));
     handles::add(handle, HandleKind::ImageMemory);
     return handle;
@@ -366,6 +379,11 @@ bool Host::freeImageMemory(ImageMemoryBlock* block) {
         owned = std::move(it->second);
         imageMemory_.erase(it);
         handles::remove(block);
+        if (pooledBytes_ + owned->capacity <= config_.imageMemoryPoolBytes) {
+            pooledBytes_ += owned->capacity;
+            pooledImageMemory_.emplace(owned->capacity, owned->data);
+            return true;
+        }
     }
     std::free(owned->data);
     return true;

@@ -79,6 +79,7 @@ struct ImageMemoryBlock {
     Host* owner = nullptr;
     void* data = nullptr;
     std::size_t bytes = 0;
+    std::size_t capacity = 0; // at least `bytes`: a pooled block may be larger
     int locks = 0;
 };
 
@@ -223,6 +224,9 @@ private:
     std::unordered_map<void*, std::size_t> blocks_;
     std::set<void*> mutexes_;
     std::map<ImageMemoryBlock*, std::unique_ptr<ImageMemoryBlock>> imageMemory_;
+    // Freed blocks kept for reuse (HostConfig::imageMemoryPoolBytes), by size.
+    std::multimap<std::size_t, void*> pooledImageMemory_;
+    std::uint64_t pooledBytes_ = 0;
     std::set<Plugin*> plugins_;
 };
 

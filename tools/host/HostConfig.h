@@ -84,6 +84,10 @@ struct HostConfig {
     unsigned int cpuCount = 0;
     // memoryAlloc refuses larger requests with kOfxStatErrMemory.
     std::uint64_t maxAllocationBytes = std::uint64_t(1) << 34;
+    // Image memory freed by the plug-in is kept and handed out again for a
+    // request of the same size or up to a quarter smaller, as hosts with a
+    // frame cache do; at most `imageMemoryPoolBytes` are kept (0: none).
+    std::uint64_t imageMemoryPoolBytes = 0;
     // "SuiteName.functionName" -> status that call answers instead of
     // doing its work, e.g. {"OfxPropertySuite.propSetString", kOfxStatErrMemory}.
     std::map<std::string, OfxStatus> failures;

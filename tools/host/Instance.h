@@ -197,6 +197,10 @@ struct RenderRequest {
     std::string field = kOfxImageFieldNone;
     // Bounds of the output buffer; default: the render window.
     std::optional<OfxRectI> outputBounds;
+    // The output of an earlier render, rendered into again (without being
+    // cleared) when it has these bounds and the output clip's format, as a
+    // host reuses the frames of its cache; otherwise a new buffer is made.
+    std::shared_ptr<ImageBuffer> reuseOutput;
 };
 
 struct RenderResult {

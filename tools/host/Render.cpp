@@ -368,11 +368,22 @@ RenderResult EffectInstance::render(const RenderRequest& request) {
     }
     const PropertySet& outProps = outputClip->properties();
     try {
-        result.output = std::make_shared<ImageBuffer>(
-            request.outputBounds.value_or(window),
-            outProps.getString(kOfxImageEffectPropPixelDepth),
-            outProps.getString(kOfxImageEffectPropComponents), behaviour.bottomUpRows,
-            outProps.getString(kOfxImageEffectPropPreMultiplication));
+        const OfxRectI bounds = request.outputBounds.value_or(window);
+        const std::string depth = outProps.getString(kOfxImageEffectPropPixelDepth);
+        const std::string components = outProps.getString(kOfxImageEffectPropComponents);
+        const std::string premultiplication =
+            outProps.getString(kOfxImageEffectPropPreMultiplication);
+        const std::shared_ptr<ImageBuffer>& earlier = request.reuseOutput;
+        if (earlier && earlier->bounds().x1 == bounds.x1 && earlier->bounds().y1 == bounds.y1 &&
+            earlier->bounds().x2 == bounds.x2 && earlier->bounds().y2 == bounds.y2 &&
+            earlier->depth() == depth && earlier->components() == components &&
+            (earlier->rowBytes() < 0) == behaviour.bottomUpRows) {
+            result.output = earlier;
+            result.output->premultiplication = premultiplication;
+        } else {
+            result.output = std::make_shared<ImageBuffer>(
+                bounds, depth, components, behaviour.bottomUpRows, premultiplication);
+        }
     } catch (const Error&) {
         // The plug-in chose a format no buffer can have.
         result.status = kOfxStatErrImageFormat;
