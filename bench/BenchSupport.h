@@ -1,0 +1,48 @@
+#pragma once
+
+// Pieces shared by the benchmarks: source frames, the memory floor every
+// figure is read against, and the process's resident memory.
+
+#include "Image.h"
+
+#include "ofx/ofxImageEffect.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace sqbench {
+
+// Bits per sample to the host's depth strings and back.
+const char* depthString(int bits);
+const char* depthLabel(int bits); // "8-bit", "16-bit", "float"
+
+// A frame of varied colour and alpha, like footage: a gradient with bright
+// spots, every sample written (so its pages are resident).
+std::shared_ptr<ofxhost::ImageBuffer> makeSource(int width, int height, int bits);
+
+// The memory floor of a frame: the source read twice and the output written
+// once, split over `threads` threads as a render is. Returns the shortest of
+// `repeats` passes in seconds.
+double floorSeconds(const ofxhost::ImageBuffer& source, ofxhost::ImageBuffer& output,
+                    unsigned threads, int repeats);
+
+// One pass of the floor (for the floor's own benchmark rows).
+void floorPass(const ofxhost::ImageBuffer& source, ofxhost::ImageBuffer& output, unsigned threads);
+
+// The floor for a frame size, depth and thread count, measured once per run
+// on buffers of their own and remembered.
+double cachedFloorSeconds(int width, int height, int bits, unsigned threads);
+
+// Resident memory of this process: now and the peak since the last reset.
+// Both 0 where the system does not say (then the memory rows are skipped).
+struct Resident {
+    std::uint64_t now = 0;
+    std::uint64_t peak = 0;
+};
+Resident residentMemory();
+// Starts a new peak at the present resident size; false where unsupported.
+bool resetPeakResident();
+
+} // namespace sqbench

@@ -1,0 +1,114 @@
+#pragma once
+
+// One instance of the built plug-in in our host, set up to render one kind
+// of frame again and again: the benchmarks' view of the effect.
+
+#include "BenchSupport.h"
+
+#include "Host.h"
+#include "Instance.h"
+#include "Plugin.h"
+
+#include "ofx/ofxImageEffect.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace sqbench {
+
+struct Size {
+    const char* name;
+    int width, height;
+};
+inline const Size kSizes[] = {
+    {"960x540", 960, 540}, {"1920x1080", 1920, 1080}, {"3840x2160", 3840, 2160}};
+
+// The frames of the effect with its default settings: "on" at time 0, "off"
+// (transparent) at time 2, and the two switches that change the graph.
+struct FrameKind {
+    const char* name;
+    double time;
+    bool increase, unmasked;
+};
+inline const FrameKind kOn{"on", 0.0, false, false};
+inline const FrameKind kOff{"off", 2.0, false, false};
+inline const FrameKind kUnmasked{"unmasked", 0.0, false, true};
+inline const FrameKind kIncrease{"increase", 1.0, true, false};
+
+struct Row {
+    Size size;
+    int bits;
+    bool premultiplied;
+    FrameKind frame;
+    double scale;
+    unsigned threads;
+};
+
+// One instance of the plug-in in a host of `threads` processors.
+class Session {
+public:
+    // `poolBytes`: the image memory the host keeps for reuse between frames.
+    explicit Session(const Row& row, std::uint64_t poolBytes = std::uint64_t(1) << 31)
+        : host(config(row, poolBytes)), library(ofxhost::PluginLibrary::open(SQ_QUIRK_BUNDLE)),
+          plugin(library->plugin(0)) {
+        ok = plugin.load(host) == kOfxStatOK && plugin.describe() == kOfxStatOK &&
+             plugin.describeInContext(kOfxImageEffectContextFilter) == kOfxStatOK;
+        if (!ok)
+            return;
+        instance = plugin.createInstance(kOfxImageEffectContextFilter);
+        instance->setValue("increaseQuirky", row.frame.increase);
+        instance->setValue("unmasked", row.frame.unmasked);
+        const int w = std::max(1, int(std::lround(row.size.width * row.scale)));
+        const int h = std::max(1, int(std::lround(row.size.height * row.scale)));
+        source = sqbench::makeSource(w, h, row.bits);
+        const char* alpha = row.premultiplied ? kOfxImagePreMultiplied : kOfxImageUnPreMultiplied;
+        source->premultiplication = alpha;
+        std::shared_ptr<ofxhost::ImageBuffer> frame = source;
+        instance->setClipFrames("Source", [frame](OfxTime) {
+            return std::optional<ofxhost::ImageDesc>(frame->desc());
+        });
+        instance->clip("Source").properties().setString(kOfxImageEffectPropPreMultiplication,
+                                                        alpha);
+        ofxhost::PropertySet& out = instance->clip("Output").properties();
+        out.setString(kOfxImageEffectPropPixelDepth, source->depth());
+        out.setString(kOfxImageEffectPropComponents, source->components());
+        out.setString(kOfxImageEffectPropPreMultiplication, alpha);
+        request.time = row.frame.time;
+        request.renderScale = {row.scale, row.scale};
+    }
+    ~Session() {
+        instance.reset();
+        plugin.detachHost();
+    }
+
+    // Renders one frame into the buffer of the last one.
+    OfxStatus render() {
+        const ofxhost::RenderResult result = instance->render(request);
+        request.reuseOutput = result.output;
+        return result.status;
+    }
+
+    static ofxhost::HostConfig config(const Row& row, std::uint64_t poolBytes) {
+        ofxhost::HostConfig c;
+        c.cpuCount = row.threads;
+        c.render.honourClipPreferences = false;
+        c.project.width = row.size.width;
+        c.project.height = row.size.height;
+        c.imageMemoryPoolBytes = poolBytes;
+        return c;
+    }
+
+    ofxhost::Host host;
+    std::unique_ptr<ofxhost::PluginLibrary> library;
+    ofxhost::Plugin& plugin;
+    std::unique_ptr<ofxhost::EffectInstance> instance;
+    std::shared_ptr<ofxhost::ImageBuffer> source;
+    ofxhost::RenderRequest request;
+    bool ok = false;
+};
+
+} // namespace sqbench
