@@ -33,6 +33,16 @@ else()
 endif()
 include(GoogleTest)
 
+# Cross-compiled tests run under an emulator (Wine), where each process's
+# start-up is dear: there each test program is one CTest test.
+if(CMAKE_CROSSCOMPILING)
+    set(sq_whole_default ON)
+else()
+    set(sq_whole_default OFF)
+endif()
+option(SQ_TEST_PROGRAMS_WHOLE "Register each test program as one CTest test"
+    ${sq_whole_default})
+
 set(SQ_CMAKE_DIR "${CMAKE_CURRENT_LIST_DIR}")
 
 # sq_check_binary(<target> [EXPORTS <names...> | NO_EXPORTS])
@@ -74,12 +84,25 @@ function(sq_add_gtest target)
     target_link_libraries(${target} PRIVATE ${ARG_LIBRARIES} GTest::gtest GTest::gtest_main
         Threads::Threads)
     sq_target_warnings(${target})
-    # Cases are listed when CTest starts rather than at build time, so that
-    # building for Windows needs no Wine.
-    gtest_discover_tests(${target}
-        DISCOVERY_MODE PRE_TEST
-        DISCOVERY_TIMEOUT ${SQ_GTEST_DISCOVERY_TIMEOUT}
-        PROPERTIES ENVIRONMENT "SQ_BUILD_DIR=${CMAKE_BINARY_DIR}")
+    if(SQ_TEST_PROGRAMS_WHOLE)
+        # One CTest test per program: under an emulator each process costs
+        # a start-up, so all of a program's cases run in one. Each case's
+        # result goes to the program's XML report (summed up by the CI).
+        # A relative report path: under Wine an absolute Linux path is not
+        # one to a Windows program.
+        add_test(NAME ${target}
+            COMMAND ${target} --gtest_output=xml:test-reports/${target}.xml
+            WORKING_DIRECTORY ${CMAKE_BINARY_DIR})
+        set_tests_properties(${target} PROPERTIES
+            ENVIRONMENT "SQ_BUILD_DIR=${CMAKE_BINARY_DIR}")
+    else()
+        # Cases are listed when CTest starts rather than at build time, so
+        # that building for another system needs no emulator.
+        gtest_discover_tests(${target}
+            DISCOVERY_MODE PRE_TEST
+            DISCOVERY_TIMEOUT ${SQ_GTEST_DISCOVERY_TIMEOUT}
+            PROPERTIES ENVIRONMENT "SQ_BUILD_DIR=${CMAKE_BINARY_DIR}")
+    endif()
     if(WIN32)
         # A test program that needs a MinGW runtime DLL would pass here and
         # fail to start on a real Windows machine.
