@@ -162,7 +162,27 @@ public:
     // --- failure injection (in addition to config().failures) -------------
     void injectFailure(const std::string& call, OfxStatus status);
     void clearFailures();
+    // What `call` ("SuiteName.functionName") answers instead of doing its
+    // work, if anything. Every call of a suite function asks this once, so
+    // it also numbers the calls (see callCount).
     std::optional<OfxStatus> injectedFailure(std::string_view call) const;
+
+    // --- counted failures: one call, by its number, fails -------------------
+    // Suite calls served since the host was made (or since resetCallCount),
+    // on any thread. Calls that answer no status (abort,
+    // multiThreadIsSpawnedThread) and fetchSuite are not counted.
+    std::uint64_t callCount() const;
+    void resetCallCount();
+    // Makes the call that callCount() will number `number` answer `status`
+    // instead of doing its work; with kOfxHostNullAnswer an allocator
+    // answers kOfxStatOK and hands out a null pointer (other calls answer
+    // kOfxStatFailed). 0 turns the counted failure off.
+    void failCallNumber(std::uint64_t number, OfxStatus status);
+    // The call the counted failure hit, empty until it has.
+    std::string countedFailureCall() const;
+    // Keeps the name of every counted call, in order, while on.
+    void recordCallNames(bool on);
+    std::vector<std::string> callNames() const;
 
     unsigned int cpuCount() const;
     // Memory suite blocks and mutexes the plug-in has not released yet.
@@ -210,6 +230,8 @@ private:
     HostConfig config_;
     std::unique_ptr<PropertySet> properties_;
     OfxHost ofxHost_{};
+    // The image effect suite as offered without image memory.
+    OfxImageEffectSuiteV1 imageEffectWithoutMemory_{};
 
     mutable std::mutex recordMutex_;
     std::vector<MessageRecord> messages_;
@@ -218,6 +240,12 @@ private:
     std::vector<ActionRecord> actions_;
     std::map<const void*, int> progressUpdates_;
     std::map<std::string, OfxStatus, std::less<>> failures_;
+    mutable std::uint64_t callCount_ = 0;
+    std::uint64_t failNumber_ = 0;
+    OfxStatus failStatus_ = kOfxStatOK;
+    mutable std::string failedCall_;
+    bool recordCallNames_ = false;
+    mutable std::vector<std::string> callNames_;
 
     mutable std::mutex resourceMutex_;
     std::unordered_map<void*, std::size_t> blocks_;

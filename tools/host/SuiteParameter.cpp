@@ -37,7 +37,7 @@ Host* paramHost(const void* handle) {
 ParamInstance* valueTarget(OfxParamHandle handle, const char* call, OfxStatus& status) {
     if (Host* host = paramHost(handle)) {
         if (auto injected = host->injectedFailure(call)) {
-            status = *injected;
+            status = injectedStatus(*injected);
             return nullptr;
         }
     }

@@ -15,7 +15,7 @@ PropertySet* resolve(OfxPropertySetHandle handle, const char* call, OfxStatus& s
     Host* host = set != nullptr && set->owner() != nullptr ? set->owner() : Host::current();
     if (host != nullptr) {
         if (auto injected = host->injectedFailure(call)) {
-            status = *injected;
+            status = injectedStatus(*injected);
             return nullptr;
         }
     }
