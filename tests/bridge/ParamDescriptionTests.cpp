@@ -17,7 +17,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <functional>
+#include <tuple>
 #include <string>
 #include <vector>
 
@@ -98,6 +100,75 @@ TEST(QuirkInContextFailure, ClipDefinitionFailureEndsTheAction) {
     ASSERT_EQ(p.plugin.describe(), kOfxStatOK);
     EXPECT_EQ(p.plugin.describeInContext(kOfxImageEffectContextFilter), kOfxStatErrMemory);
 }
+
+// Every definition the host refuses, or answers OK without a handle, ends the
+// action with the host's status at once: nothing after it is described and
+// nothing is set through a null handle.
+struct DefineCase {
+    const char* call;
+    int occurrence; // which call of that name fails, from 1
+};
+
+void PrintTo(const DefineCase& c, std::ostream* os) { *os << c.call << " #" << c.occurrence; }
+
+class QuirkDefineFailure : public ::testing::TestWithParam<std::tuple<DefineCase, OfxStatus>> {
+protected:
+    // The number our host gives the call, counted from the start of the
+    // describe-in-context action.
+    static std::uint64_t callNumber(const DefineCase& c) {
+        sqtest::LoadedPlugin p(sqtest::quirkBundle());
+        EXPECT_EQ(p.load(), kOfxStatOK);
+        EXPECT_EQ(p.plugin.describe(), kOfxStatOK);
+        p.host.resetCallCount();
+        p.host.recordCallNames(true);
+        EXPECT_EQ(p.plugin.describeInContext(kOfxImageEffectContextFilter), kOfxStatOK);
+        const Strings names = p.host.callNames();
+        int seen = 0;
+        for (std::size_t i = 0; i < names.size(); ++i)
+            if (names[i] == c.call && ++seen == c.occurrence)
+                return i + 1;
+        ADD_FAILURE() << "the action makes no call " << c.call << " #" << c.occurrence;
+        return 0;
+    }
+};
+
+TEST_P(QuirkDefineFailure, EndsTheActionWithTheHostsStatus) {
+    const DefineCase& c = std::get<0>(GetParam());
+    const OfxStatus answer = std::get<1>(GetParam());
+    const std::uint64_t number = callNumber(c);
+    ASSERT_GT(number, 0u);
+
+    sqtest::LoadedPlugin p(sqtest::quirkBundle());
+    ASSERT_EQ(p.load(), kOfxStatOK);
+    ASSERT_EQ(p.plugin.describe(), kOfxStatOK);
+    p.host.resetCallCount();
+    p.host.failCallNumber(number, answer);
+    EXPECT_EQ(p.plugin.describeInContext(kOfxImageEffectContextFilter),
+              answer == ofxhost::kNullAnswer ? kOfxStatFailed : answer);
+    EXPECT_EQ(p.host.countedFailureCall(), c.call);
+    EXPECT_EQ(p.host.callCount(), number) << "calls made after the failed one";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Definitions, QuirkDefineFailure,
+    ::testing::Combine(::testing::Values(DefineCase{"OfxImageEffectSuite.clipDefine", 1},
+                                         DefineCase{"OfxImageEffectSuite.clipDefine", 2},
+                                         DefineCase{"OfxImageEffectSuite.getParamSet", 1},
+                                         // the four parameters, then the page
+                                         DefineCase{"OfxParameterSuite.paramDefine", 1},
+                                         DefineCase{"OfxParameterSuite.paramDefine", 2},
+                                         DefineCase{"OfxParameterSuite.paramDefine", 4},
+                                         DefineCase{"OfxParameterSuite.paramDefine", 5}),
+                       ::testing::Values(kOfxStatErrMemory, kOfxStatErrBadHandle,
+                                         ofxhost::kNullAnswer)),
+    [](const ::testing::TestParamInfo<std::tuple<DefineCase, OfxStatus>>& param) {
+        const DefineCase& c = std::get<0>(param.param);
+        const std::string call = c.call;
+        const OfxStatus answer = std::get<1>(param.param);
+        return call.substr(call.find('.') + 1) + std::to_string(c.occurrence) + "_" +
+               (answer == ofxhost::kNullAnswer ? std::string("NullHandle")
+                                               : ofxhost::statusName(answer).substr(7));
+    });
 
 // --- records of every kind, in-process ---------------------------------------------
 
@@ -389,10 +460,9 @@ INSTANTIATE_TEST_SUITE_P(
         StrictCase{"OfxPropertySuite.propSetStringN", {makeBoolParam("b", 0, false)}, kOfxStatOK},
         // With no parameter at all the page's children are still strict.
         StrictCase{"OfxPropertySuite.propSetStringN", {}, kOfxStatErrValue},
-        // A parameter the host will not define is skipped.
-        StrictCase{"OfxParameterSuite.paramDefine",
-                   {makeBoolParam("b", 0, false)},
-                   kOfxStatErrBadHandle}));
+        // A parameter the host will not define ends the action, strict or not.
+        StrictCase{
+            "OfxParameterSuite.paramDefine", {makeBoolParam("b", 0, false)}, kOfxStatErrValue}));
 
 // --- instance changed -----------------------------------------------------------
 

@@ -174,9 +174,8 @@ public:
     std::uint64_t callCount() const;
     void resetCallCount();
     // Makes the call that callCount() will number `number` answer `status`
-    // instead of doing its work; with kOfxHostNullAnswer an allocator
-    // answers kOfxStatOK and hands out a null pointer (other calls answer
-    // kOfxStatFailed). 0 turns the counted failure off.
+    // instead of doing its work (kNullAnswer: see there). 0 turns the
+    // counted failure off.
     void failCallNumber(std::uint64_t number, OfxStatus status);
     // The call the counted failure hit, empty until it has.
     std::string countedFailureCall() const;

@@ -10,10 +10,10 @@
 namespace ofxhost {
 
 // An injected answer (HostConfig::failures, Host::injectFailure,
-// Host::failCallNumber) for the calls that hand out memory (memoryAlloc,
-// imageMemoryAlloc, imageMemoryLock): kOfxStatOK with a null pointer, as a
-// careless host might answer when it runs out. Other calls answer
-// kOfxStatFailed to it.
+// Host::failCallNumber) for the calls that hand out memory or something new
+// (memoryAlloc, imageMemoryAlloc, imageMemoryLock, clipDefine, paramDefine):
+// kOfxStatOK with a null pointer, as a careless host might answer when it
+// runs out. Other calls answer kOfxStatFailed to it.
 constexpr OfxStatus kNullAnswer = -1;
 
 // The project an effect instance lives in (its instance properties).

@@ -60,7 +60,7 @@ OfxStatus getParamSet(OfxImageEffectHandle effect, OfxParamSetHandle* paramSet) 
 }
 
 OfxStatus clipDefine(OfxImageEffectHandle effect, const char* name, OfxPropertySetHandle* props) {
-    OFXHOST_INJECT(effectHost(effect), "OfxImageEffectSuite.clipDefine");
+    OFXHOST_INJECT_ALLOCATOR(effectHost(effect), "OfxImageEffectSuite.clipDefine", props);
     EffectDescriptor* d = EffectDescriptor::fromHandle(effect);
     if (d == nullptr) {
         // Instances have the clips their context descriptor defined.
