@@ -7,6 +7,7 @@
 #include "host/ofx/Dispatch.h"
 #include "host/ofx/Host.h"
 #include "host/ofx/Parameters.h"
+#include "host/param/ParamText.h"
 #include "host/param/ParameterDef.h"
 
 #include "Descriptors.h"
@@ -324,6 +325,93 @@ TEST(ParamDescription, FlagsBecomeProperties) {
     EXPECT_EQ(none.getInt(kOfxParamPropAnimates), 1);
     EXPECT_EQ(none.getInt(kOfxParamPropPluginMayWrite), 0);
 }
+
+// The numbers of the type codes and flag bits are stored with every effect's
+// definitions: a record made from the bare number is described, and written
+// to the text file, as its kind.
+struct CodeCase {
+    std::uint32_t type;
+    const char* ofxType; // null: not described
+    bool written;
+};
+
+void PrintTo(const CodeCase& c, std::ostream* os) { *os << "type " << c.type; }
+
+class TypeCodes : public ::testing::TestWithParam<CodeCase> {};
+
+TEST_P(TypeCodes, DescribeAndWriteTheirKind) {
+    ParameterDef r;
+    r.type = GetParam().type;
+    r.name = "p";
+    Described d(kOfxImageEffectContextFilter, {r});
+    ASSERT_EQ(d.status, kOfxStatOK);
+    const ofxhost::ParamDescriptor* described = d.descriptor.params().find("p");
+    if (GetParam().ofxType == nullptr) {
+        EXPECT_EQ(described, nullptr);
+    } else {
+        ASSERT_NE(described, nullptr);
+        EXPECT_EQ(described->type(), GetParam().ofxType);
+    }
+    EXPECT_EQ(Text::isWritten(r), GetParam().written);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Numbers, TypeCodes,
+    ::testing::Values(
+        CodeCase{1, kOfxParamTypeInteger, true}, CodeCase{2, kOfxParamTypeDouble, true},
+        CodeCase{3, kOfxParamTypeBoolean, true}, CodeCase{4, kOfxParamTypeString, true},
+        CodeCase{5, kOfxParamTypeChoice, true}, CodeCase{6, kOfxParamTypeString, true},
+        CodeCase{7, kOfxParamTypeRGB, true}, CodeCase{8, kOfxParamTypeDouble2D, true},
+        CodeCase{9, kOfxParamTypeGroup, false}, CodeCase{10, nullptr, false},
+        CodeCase{11, nullptr, true}, CodeCase{12, nullptr, false},
+        CodeCase{13, kOfxParamTypePushButton, false}, CodeCase{14, nullptr, false}));
+
+struct FlagCase {
+    std::uint32_t bit;
+    std::uint32_t type;   // of the record that carries it
+    const char* property; // what the bit sets on the descriptor
+    const char* text;     // the value, for a string property
+    int number;           // the value otherwise
+    bool written;         // whether the record still goes to the text file
+};
+
+void PrintTo(const FlagCase& c, std::ostream* os) { *os << "bit 0x" << std::hex << c.bit; }
+
+class FlagBits : public ::testing::TestWithParam<FlagCase> {};
+
+TEST_P(FlagBits, SetTheirProperty) {
+    ParameterDef r;
+    r.type = GetParam().type;
+    r.name = "p";
+    r.flags = GetParam().bit;
+    Described d(kOfxImageEffectContextFilter, {r});
+    ASSERT_EQ(d.status, kOfxStatOK);
+    const ofxhost::PropertySet& props = d.param("p");
+    if (GetParam().text != nullptr)
+        EXPECT_EQ(props.getString(GetParam().property), GetParam().text);
+    else
+        EXPECT_EQ(props.getInt(GetParam().property), GetParam().number);
+    EXPECT_EQ(Text::isWritten(r), GetParam().written);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Numbers, FlagBits,
+    ::testing::Values(
+        FlagCase{0x1, 2, kOfxParamPropDoubleType, kOfxParamDoubleTypeScale, 0, true},
+        FlagCase{0x2, 2, kOfxParamPropDoubleType, kOfxParamDoubleTypeAngle, 0, true},
+        FlagCase{0x4, 2, kOfxParamPropDoubleType, kOfxParamDoubleTypeX, 0, true},
+        FlagCase{0x8, 2, kOfxParamPropDoubleType, kOfxParamDoubleTypeY, 0, true},
+        FlagCase{0x10, 2, kOfxParamPropEnabled, nullptr, 0, false},
+        FlagCase{0x20, 2, kOfxParamPropSecret, nullptr, 1, true},
+        FlagCase{0x40, 2, kOfxParamPropAnimates, nullptr, 0, true},
+        FlagCase{0x100, 9, kOfxParamPropGroupOpen, nullptr, 1, false},
+        FlagCase{0x400, 3, kOfxParamPropPluginMayWrite, nullptr, 1, true},
+        FlagCase{0x1000, 3, kOfxParamPropCanUndo, nullptr, 0, true},
+        FlagCase{0x2000, 3, kOfxParamPropEvaluateOnChange, nullptr, 0, true},
+        FlagCase{0x4000, 3, kOfxParamPropPersistant, nullptr, 0, true},
+        FlagCase{0x10000, 2, kOfxParamPropDoubleType, kOfxParamDoubleTypeTime, 0, true},
+        FlagCase{0x20000, 2, kOfxParamPropDoubleType, kOfxParamDoubleTypeAbsoluteTime, 0, true},
+        FlagCase{0x40000, 3, kOfxParamPropPluginMayWrite, nullptr, 1, true}));
 
 const VX::Host::OFX::ParamIdEntry kTable[] = {
     {kA, nullptr, nullptr, nullptr, "first hint"}, // only the first entry speaks for the hint

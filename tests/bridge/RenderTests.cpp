@@ -238,6 +238,39 @@ TEST(QuirkAnswers, RegionOutsideTheSourceAsksForOnePixel) {
     EXPECT_EQ(out.getDoubles("OfxImageClipPropRoI_Source"), (std::vector<double>{10, 20, 11, 21}));
 }
 
+// Fractional regions of interest round outward to whole pixels before the
+// effect (an identity here: unmasked, on) asks for them, within the source.
+struct RoundCase {
+    std::vector<double> asked;
+    std::vector<double> answer;
+};
+
+class RegionsOfInterest : public ::testing::TestWithParam<RoundCase> {};
+
+TEST_P(RegionsOfInterest, RoundOutwardWithinTheSource) {
+    QuirkRender r;
+    auto image = std::make_shared<ofxhost::ImageBuffer>(OfxRectI{-50, -50, 50, 50},
+                                                        kOfxBitDepthByte, kOfxImageComponentRGBA,
+                                                        false, kOfxImageUnPreMultiplied);
+    r.setSource(image, false);
+    Params p;
+    p.unmasked = true;
+    r.setParams(p);
+    ofxhost::PropertySet in, out;
+    in.setDouble(kOfxPropTime, 1.0);
+    in.setDoubles(kOfxImageEffectPropRenderScale, {1.0, 1.0});
+    in.setDoubles(kOfxImageEffectPropRegionOfInterest, GetParam().asked);
+    EXPECT_EQ(
+        r.p.plugin.action(kOfxImageEffectActionGetRegionsOfInterest, r.fx->handle(), &in, &out),
+        kOfxStatOK);
+    EXPECT_EQ(out.getDoubles("OfxImageClipPropRoI_Source"), GetParam().answer);
+}
+
+INSTANTIATE_TEST_SUITE_P(Fractions, RegionsOfInterest,
+                         ::testing::Values(RoundCase{{10.5, 20.25, 30.5, 40.75}, {10, 20, 31, 41}},
+                                           RoundCase{{-7.5, -0.5, -2.25, 3.0}, {-8, -1, -2, 3}},
+                                           RoundCase{{-60.5, 0.1, 60.2, 0.9}, {-50, 0, 50, 1}}));
+
 TEST(QuirkAnswers, TimeDomainIsTheSources) {
     QuirkRender r;
     r.fx->clip("Source").properties().setDoubles(kOfxImageEffectPropFrameRange, {12, 96});

@@ -282,6 +282,15 @@ std::size_t Host::liveAllocations() const {
     return blocks_.size();
 }
 
+std::size_t Host::liveAllocationBytes() const {
+    std::lock_guard<std::mutex> lock(resourceMutex_);
+    std::size_t bytes = 0;
+    for (const auto& block : blocks_) {
+        bytes += block.second;
+    }
+    return bytes;
+}
+
 std::size_t Host::liveMutexes() const {
     std::lock_guard<std::mutex> lock(resourceMutex_);
     return mutexes_.size();

@@ -186,6 +186,8 @@ public:
     unsigned int cpuCount() const;
     // Memory suite blocks and mutexes the plug-in has not released yet.
     std::size_t liveAllocations() const;
+    // The bytes those blocks were asked for, together.
+    std::size_t liveAllocationBytes() const;
     std::size_t liveMutexes() const;
     // Image memory (imageMemoryAlloc) not freed yet.
     std::size_t liveImageMemory() const;
