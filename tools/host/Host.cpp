@@ -216,7 +216,8 @@ void Host::clearFailures() {
     failures_.clear();
 }
 
-std::optional<OfxStatus> Host::injectedFailure(std::string_view call) const {
+std::optional<OfxStatus> Host::injectedFailure(std::string_view call,
+                                               std::string_view subject) const {
     std::lock_guard<std::mutex> lock(recordMutex_);
     const std::uint64_t number = ++callCount_;
     if (recordCallNames_) {
@@ -224,6 +225,7 @@ std::optional<OfxStatus> Host::injectedFailure(std::string_view call) const {
     }
     if (number == failNumber_) {
         failedCall_ = std::string(call);
+        failedSubject_ = std::string(subject);
         return failStatus_;
     }
     if (failures_.empty()) {
@@ -252,11 +254,17 @@ void Host::failCallNumber(std::uint64_t number, OfxStatus status) {
     failNumber_ = number;
     failStatus_ = status;
     failedCall_.clear();
+    failedSubject_.clear();
 }
 
 std::string Host::countedFailureCall() const {
     std::lock_guard<std::mutex> lock(recordMutex_);
     return failedCall_;
+}
+
+std::string Host::countedFailureSubject() const {
+    std::lock_guard<std::mutex> lock(recordMutex_);
+    return failedSubject_;
 }
 
 void Host::recordCallNames(bool on) {

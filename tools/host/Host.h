@@ -164,8 +164,10 @@ public:
     void clearFailures();
     // What `call` ("SuiteName.functionName") answers instead of doing its
     // work, if anything. Every call of a suite function asks this once, so
-    // it also numbers the calls (see callCount).
-    std::optional<OfxStatus> injectedFailure(std::string_view call) const;
+    // it also numbers the calls (see callCount). `subject` is what the call
+    // is about where that helps to tell calls apart (a property's name).
+    std::optional<OfxStatus> injectedFailure(std::string_view call,
+                                             std::string_view subject = {}) const;
 
     // --- counted failures: one call, by its number, fails -------------------
     // Suite calls served since the host was made (or since resetCallCount),
@@ -177,8 +179,9 @@ public:
     // instead of doing its work (kNullAnswer: see there). 0 turns the
     // counted failure off.
     void failCallNumber(std::uint64_t number, OfxStatus status);
-    // The call the counted failure hit, empty until it has.
+    // The call the counted failure hit, empty until it has, and its subject.
     std::string countedFailureCall() const;
+    std::string countedFailureSubject() const;
     // Keeps the name of every counted call, in order, while on.
     void recordCallNames(bool on);
     std::vector<std::string> callNames() const;
@@ -245,6 +248,7 @@ private:
     std::uint64_t failNumber_ = 0;
     OfxStatus failStatus_ = kOfxStatOK;
     mutable std::string failedCall_;
+    mutable std::string failedSubject_;
     bool recordCallNames_ = false;
     mutable std::vector<std::string> callNames_;
 
