@@ -244,7 +244,7 @@ void buildImage(HostImage& image, const Host& host, const ImageFetch* fetch, std
         image.buffer.allocate(1);
         image.data = image.buffer.data();
         if (image.rod.empty())
-            image.rod = {image.rod.x1, image.rod.y1, image.rod.x1 + 1, image.rod.y1 + 1};
+            image.rod = onePixelAt(image.rod.x1, image.rod.y1);
     }
 }
 
@@ -308,6 +308,13 @@ std::string imageProblem(const HostImage& image, const char* clip) {
     if (reinterpret_cast<std::uintptr_t>(image.data) % std::uintptr_t(sample) != 0)
         return the + "'s pixels do not start on a " + std::to_string(sample) +
                "-byte sample boundary";
+    // Pixels in a buffer of our own (the one-byte placeholder of an image
+    // the host gave without pixels, say) must be all there.
+    if (image.data == image.buffer.data() && !b.empty()) {
+        const std::int64_t span = (b.height() - 1) * rowStep + rowLength;
+        if (image.rowBytes < 0 || span > std::int64_t(image.buffer.size()))
+            return the + " has no pixels in memory, only a placeholder";
+    }
     return std::string();
 }
 

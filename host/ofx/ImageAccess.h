@@ -58,8 +58,9 @@ void buildImage(HostImage& image, const Host& host, const ImageFetch* fetch, std
 // depth and layout the effect renders (8-bit, 16-bit or 32-bit float; 1, 3
 // or 4 channels), bounds that are not inverted and whose width and height
 // each fit a 32-bit index, rows at least as far apart as the width takes
-// (either way: negative row bytes are rows stored top row first), and rows
-// and data on whole samples. Nothing here touches a pixel.
+// (either way: negative row bytes are rows stored top row first), rows and
+// data on whole samples, and, where the pixels are in a buffer of the
+// plug-in's own, a buffer that holds them. Nothing here touches a pixel.
 std::string imageProblem(const HostImage& image, const char* clip);
 
 } // namespace OFX

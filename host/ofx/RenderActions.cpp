@@ -225,7 +225,7 @@ OfxStatus Host::regionsOfInterestAction() {
         Rect needed = intersect(sourceRegion(wanted, s), s);
         // Never ask the host for nothing: one pixel in the corner instead.
         if (needed.empty())
-            needed = {s.x1, s.y1, s.x1 + 1, s.y1 + 1};
+            needed = onePixelAt(s.x1, s.y1);
         setRect(*this, property, needed);
     };
     answer(kOfxImageEffectSimpleSourceClipName,

@@ -18,6 +18,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <optional>
 #include <memory>
 #include <stdexcept>
@@ -266,10 +267,22 @@ TEST_F(ClipImages, RegionMissingTheClipGivesNoImageAndAPlaceholder) {
     EXPECT_EQ(image.buffer.size(), 1u);
 }
 
-TEST_F(ClipImages, EmptyRegionOfDefinitionWidensToOnePixelAtItsCorner) {
+// A region that misses an empty region of definition gets a placeholder
+// whose region of definition is widened to one pixel at its corner, inside
+// the 32-bit range.
+struct WideningCase {
+    OfxRectI rod;
+    VX::Rect widened;
+};
+
+void PrintTo(const WideningCase& c, std::ostream* os) { *os << c.rod.x1 << "," << c.rod.y1; }
+
+class PlaceholderRegion : public ClipImages, public ::testing::WithParamInterface<WideningCase> {};
+
+TEST_P(PlaceholderRegion, WidensToOnePixelAtItsCorner) {
     LiveInstance l;
     ofxhost::ImageDesc d = desc();
-    d.regionOfDefinition = OfxRectI{5, 7, 5, 9}; // no width: the clip has nothing
+    d.regionOfDefinition = GetParam().rod; // no width: the clip has nothing
     provide(d, l);
     VX::Host::OFX::ImageFetch fetch;
     const VX::Rect region = {0, 0, 10, 10};
@@ -279,7 +292,36 @@ TEST_F(ClipImages, EmptyRegionOfDefinitionWidensToOnePixelAtItsCorner) {
     VX::Host::OFX::HostImage image(&l.bridge);
     VX::Host::OFX::buildImage(image, l.bridge, &fetch, 0);
     ASSERT_NE(image.data, nullptr);
-    EXPECT_EQ(image.rod, (VX::Rect{5, 7, 6, 8}));
+    EXPECT_EQ(image.rod, GetParam().widened);
+}
+
+constexpr std::int32_t kLast = std::numeric_limits<std::int32_t>::max();
+
+INSTANTIATE_TEST_SUITE_P(Corners, PlaceholderRegion,
+                         ::testing::Values(WideningCase{{5, 7, 5, 9}, {5, 7, 6, 8}},
+                                           WideningCase{{-3, 4, 8, 4}, {-3, 4, -2, 5}},
+                                           WideningCase{{kLast, kLast, kLast, kLast},
+                                                        {kLast - 1, kLast - 1, kLast, kLast}}));
+
+TEST_F(ClipImages, PlaceholderForAnImageWithoutPixelsIsNoImageToRender) {
+    LiveInstance l;
+    provide(desc(), l);
+    l.fx->setImageHook([](const ofxhost::ClipInstance&, ofxhost::PropertySet& image) {
+        image.setPointer(kOfxImagePropData, nullptr);
+    });
+    // The host's image itself, as fetched before its data is looked at.
+    VX::Host::OFX::ImageFetch fetch;
+    fetch.host = &l.bridge;
+    fetch.clip = source(l);
+    ASSERT_EQ(
+        ofxhost::Host::suites().imageEffect->clipGetImage(source(l), 0.0, nullptr, &fetch.handle),
+        kOfxStatOK);
+    VX::Host::OFX::HostImage image(&l.bridge);
+    VX::Host::OFX::buildImage(image, l.bridge, &fetch, 0);
+    ASSERT_EQ(image.buffer.size(), 1u); // the placeholder, over the host's bounds
+    EXPECT_EQ(image.bounds, (VX::Rect{2, 3, 10, 9}));
+    EXPECT_NE(VX::Host::OFX::imageProblem(image, "Source").find("only a placeholder"),
+              std::string::npos);
 }
 
 TEST_F(ClipImages, MissingPremultiplicationCountsAsPremultiplied) {

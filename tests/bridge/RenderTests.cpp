@@ -15,6 +15,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 #include <string>
 #include <thread>
 #include <tuple>
@@ -270,6 +271,28 @@ INSTANTIATE_TEST_SUITE_P(Fractions, RegionsOfInterest,
                          ::testing::Values(RoundCase{{10.5, 20.25, 30.5, 40.75}, {10, 20, 31, 41}},
                                            RoundCase{{-7.5, -0.5, -2.25, 3.0}, {-8, -1, -2, 3}},
                                            RoundCase{{-60.5, 0.1, 60.2, 0.9}, {-50, 0, 50, 1}}));
+
+TEST(QuirkAnswers, OnePixelRegionStaysInsideTheRange) {
+    QuirkRender r;
+    constexpr int last = std::numeric_limits<int>::max();
+    auto image = std::make_shared<ofxhost::ImageBuffer>(OfxRectI{0, 0, 4, 4}, kOfxBitDepthByte,
+                                                        kOfxImageComponentRGBA, false,
+                                                        kOfxImageUnPreMultiplied);
+    r.fx->setClipFrames("Source", [image](OfxTime) {
+        ofxhost::ImageDesc d = image->desc();
+        d.regionOfDefinition = OfxRectI{last, last, last, last}; // nothing, at the very end
+        return std::optional<ofxhost::ImageDesc>(d);
+    });
+    ofxhost::PropertySet in, out;
+    in.setDouble(kOfxPropTime, 1.0);
+    in.setDoubles(kOfxImageEffectPropRenderScale, {1.0, 1.0});
+    in.setDoubles(kOfxImageEffectPropRegionOfInterest, {0, 0, 4, 4});
+    EXPECT_EQ(
+        r.p.plugin.action(kOfxImageEffectActionGetRegionsOfInterest, r.fx->handle(), &in, &out),
+        kOfxStatOK);
+    EXPECT_EQ(out.getDoubles("OfxImageClipPropRoI_Source"),
+              (std::vector<double>{last - 1.0, last - 1.0, last, last}));
+}
 
 TEST(QuirkAnswers, TimeDomainIsTheSources) {
     QuirkRender r;
