@@ -330,8 +330,8 @@ OfxStatus Host::recordProgress(ProgressRecord record) {
         break;
     case ProgressRecord::Kind::Update: {
         int& count = progressUpdates_[record.handle];
-        const bool cancel =
-            config_.progressCancelAfter >= 0 && count >= config_.progressCancelAfter;
+        const bool cancel = cancelling_.load() || (config_.progressCancelAfter >= 0 &&
+                                                   count >= config_.progressCancelAfter);
         ++count;
         record.status = cancel ? kOfxStatReplyNo : kOfxStatOK;
         break;

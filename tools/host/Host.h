@@ -60,6 +60,7 @@
 #include "ofx/ofxProgress.h"
 #include "ofx/ofxProperty.h"
 
+#include <atomic>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -186,6 +187,10 @@ public:
     void recordCallNames(bool on);
     std::vector<std::string> callNames() const;
 
+    // While on, every progressUpdate answers kOfxStatReplyNo, as when the
+    // user cancels whatever is rendering; any thread may switch it.
+    void setCancelling(bool on) { cancelling_.store(on); }
+
     unsigned int cpuCount() const;
     // Memory suite blocks and mutexes the plug-in has not released yet.
     std::size_t liveAllocations() const;
@@ -243,6 +248,7 @@ private:
     std::vector<SuiteRequest> suiteRequests_;
     std::vector<ActionRecord> actions_;
     std::map<const void*, int> progressUpdates_;
+    std::atomic<bool> cancelling_{false};
     std::map<std::string, OfxStatus, std::less<>> failures_;
     mutable std::uint64_t callCount_ = 0;
     std::uint64_t failNumber_ = 0;
