@@ -30,6 +30,16 @@ if(SQ_SANITIZE)
     add_link_options(-fsanitize=${SQ_SANITIZE})
 endif()
 
+if(SQ_BUILD_FUZZERS)
+    if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+        message(FATAL_ERROR "SQ_BUILD_FUZZERS needs clang (libFuzzer): "
+            "-DCMAKE_CXX_COMPILER=clang++ -DCMAKE_C_COMPILER=clang")
+    endif()
+    # Coverage for the fuzzer in all code; libFuzzer's main only in the
+    # fuzz targets.
+    add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
 if(MINGW)
     # No MinGW runtime DLLs next to the plug-in or the executables: the C++
     # runtime, libgcc and winpthread are linked in.

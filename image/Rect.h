@@ -40,6 +40,15 @@ inline Rect unite(const Rect& a, const Rect& b) {
     return {std::min(a.x1, b.x1), std::min(a.y1, b.y1), std::max(a.x2, b.x2), std::max(a.y2, b.y2)};
 }
 
+// The one pixel whose lower-left corner is (x, y), moved in by one where
+// that corner is the last 32-bit value, so that x2 and y2 still exist.
+inline Rect onePixelAt(std::int32_t x, std::int32_t y) {
+    constexpr std::int32_t last = std::numeric_limits<std::int32_t>::max() - 1;
+    x = std::min(x, last);
+    y = std::min(y, last);
+    return {x, y, x + 1, y + 1};
+}
+
 // A host rectangle in doubles, rounded outward to whole pixels. Values
 // beyond the 32-bit range are held at its ends.
 inline Rect roundOut(double x1, double y1, double x2, double y2) {

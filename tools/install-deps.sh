@@ -1,14 +1,23 @@
 #!/usr/bin/env bash
-# Installs what building and testing need on Debian 12, as root. Packages
-# already present are not asked for again, so repeated runs are quick and
-# work offline.
+# Installs what building and testing need on Debian 12, as root; --windows
+# adds what the Windows build and Wine need, --fuzz clang and libFuzzer.
+# Packages already present are not asked for again, so repeated runs are
+# quick and work offline.
 set -euo pipefail
 
 packages=(g++ cmake make binutils libgtest-dev libgmock-dev libbenchmark-dev clang-format pkg-config
     libopenimageio-dev openimageio-tools)
-if [[ "${1:-}" == "--windows" ]]; then
-    packages+=(g++-mingw-w64-x86-64-posix wine64 wine googletest)
-fi
+for option in "$@"; do
+    case "$option" in
+    --windows) packages+=(g++-mingw-w64-x86-64-posix wine64 wine googletest) ;;
+    # libFuzzer comes with clang's runtime libraries.
+    --fuzz) packages+=(clang libclang-rt-dev) ;;
+    *)
+        echo "install-deps: unknown option $option (known: --windows, --fuzz)" >&2
+        exit 2
+        ;;
+    esac
+done
 
 missing=()
 for p in "${packages[@]}"; do

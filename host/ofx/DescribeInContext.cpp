@@ -53,6 +53,19 @@ private:
     bool strict_ = true;
 };
 
+// What the host handed out for something new (a clip, a parameter, the
+// page) through `handle`: a failing status, or success without a handle,
+// ends the action, strict or not, so that nothing is ever set through a
+// null handle. `handle` is read only once the call has filled it in.
+template <class Handle>
+Handle defined(OfxStatus status, const Handle& handle) {
+    if (status != kOfxStatOK)
+        throw Error{status};
+    if (handle == nullptr)
+        throw Error{kOfxStatFailed};
+    return handle;
+}
+
 const char* doubleType(std::uint32_t flags) {
     if (flags & kParamAngle)
         return kOfxParamDoubleTypeAngle;
@@ -93,7 +106,7 @@ OfxStatus Host::describeInContext() {
 
     auto defineClip = [&](const char* name, bool alpha) {
         OfxPropertySetHandle clip = nullptr;
-        d.check(es.clipDefine(effectHandle(), name, &clip));
+        clip = defined(es.clipDefine(effectHandle(), name, &clip), clip);
         d.setString(clip, kOfxImageEffectPropSupportedComponents, kOfxImageComponentRGBA, 0);
         if (alpha)
             d.setString(clip, kOfxImageEffectPropSupportedComponents, kOfxImageComponentAlpha, 1);
@@ -118,7 +131,7 @@ OfxStatus Host::describeInContext() {
                 continue;
             const std::string id = paramIdentifier(ids, r);
             OfxPropertySetHandle clip = nullptr;
-            d.check(es.clipDefine(effectHandle(), id.c_str(), &clip));
+            clip = defined(es.clipDefine(effectHandle(), id.c_str(), &clip), clip);
             d.setString(clip, kOfxPropLabel, paramLabel(ids, r, pages).c_str());
             d.setString(clip, kOfxImageEffectPropSupportedComponents, kOfxImageComponentRGBA, 0);
             if (outputSupportsAlpha() || inputSupportsAlpha(i + 1))
@@ -131,7 +144,7 @@ OfxStatus Host::describeInContext() {
     }
 
     OfxParamSetHandle paramSet = nullptr;
-    d.check(es.getParamSet(effectHandle(), &paramSet));
+    paramSet = defined(es.getParamSet(effectHandle(), &paramSet), paramSet);
 
     std::vector<std::string> groups;
     std::vector<std::string> pageChildren;
@@ -180,10 +193,10 @@ OfxStatus Host::describeInContext() {
         if (ofxType == nullptr)
             continue;
 
+        // A parameter the host will not define ends the action: an effect
+        // with a parameter missing would render something else than asked.
         OfxPropertySetHandle p = nullptr;
-        pa.paramDefine(paramSet, ofxType, id.c_str(), &p);
-        if (p == nullptr)
-            continue;
+        p = defined(pa.paramDefine(paramSet, ofxType, id.c_str(), &p), p);
 
         const ParamValue& def = r.defaultValue;
         switch (r.type) {
@@ -270,7 +283,7 @@ OfxStatus Host::describeInContext() {
     }
 
     OfxPropertySetHandle page = nullptr;
-    pa.paramDefine(paramSet, kOfxParamTypePage, "Main", &page);
+    page = defined(pa.paramDefine(paramSet, kOfxParamTypePage, "Main", &page), page);
     d.setStrings(page, kOfxParamPropPageChild, pageChildren);
     pageProperties_ = page;
     pageChildCount_ = static_cast<int>(pageChildren.size());

@@ -5,8 +5,11 @@
 
 #include "ofx/ofxOpenGLRender.h"
 
+#include <cstdint>
 #include <cstring>
+#include <limits>
 #include <new>
+#include <string>
 
 namespace VX {
 namespace Host {
@@ -241,8 +244,78 @@ void buildImage(HostImage& image, const Host& host, const ImageFetch* fetch, std
         image.buffer.allocate(1);
         image.data = image.buffer.data();
         if (image.rod.empty())
-            image.rod = {image.rod.x1, image.rod.y1, image.rod.x1 + 1, image.rod.y1 + 1};
+            image.rod = onePixelAt(image.rod.x1, image.rod.y1);
     }
+}
+
+// --- checking what the host gave ------------------------------------------------------
+
+namespace {
+
+// A property of the host's image as text, for a message; empty when it
+// cannot be read.
+std::string imageText(const HostImage& image, const char* property) {
+    if (image.host == nullptr || image.handle == nullptr)
+        return std::string();
+    char* text = nullptr;
+    if (image.host->propertySuite()->propGetString(image.handle, property, 0, &text) !=
+            kOfxStatOK ||
+        text == nullptr)
+        return std::string();
+    return text;
+}
+
+std::string boundsText(const Rect& r) {
+    return "(" + std::to_string(r.x1) + ", " + std::to_string(r.y1) + ")-(" + std::to_string(r.x2) +
+           ", " + std::to_string(r.y2) + ")";
+}
+
+} // namespace
+
+std::string imageProblem(const HostImage& image, const char* clip) {
+    const std::string the = std::string("the ") + clip + " image";
+    if (image.data == nullptr)
+        return the + " has no pixels in memory";
+    const bool knownDepth = (image.depth == 8 && !image.isFloat) ||
+                            (image.depth == 16 && !image.isFloat) ||
+                            (image.depth == 32 && image.isFloat);
+    if (!knownDepth) {
+        const std::string text = imageText(image, kOfxImageEffectPropPixelDepth);
+        return the + " has a pixel depth this effect does not render (\"" + text + "\")";
+    }
+    if (image.components != 1 && image.components != 3 && image.components != 4) {
+        const std::string text = imageText(image, kOfxImageEffectPropComponents);
+        return the + " has a component layout this effect does not render (\"" + text + "\")";
+    }
+    const Rect& b = image.bounds;
+    if (b.x2 < b.x1 || b.y2 < b.y1)
+        return the + "'s bounds " + boundsText(b) + " are inverted";
+    const std::int64_t limit = std::numeric_limits<std::int32_t>::max();
+    if (b.width() > limit || b.height() > limit)
+        return the + "'s bounds " + boundsText(b) + " are wider or taller than " +
+               std::to_string(limit) + " pixels";
+    const std::int64_t sample = image.depth / 8;
+    const std::int64_t rowLength = b.width() * sample * image.components;
+    const std::int64_t rowStep =
+        image.rowBytes < 0 ? -std::int64_t(image.rowBytes) : image.rowBytes;
+    if (rowStep < rowLength)
+        return the + "'s rows are " + std::to_string(image.rowBytes) + " bytes apart, fewer than " +
+               std::to_string(rowLength) + " bytes that its " + std::to_string(b.width()) +
+               " pixels take";
+    if (rowStep % sample != 0)
+        return the + "'s rows are " + std::to_string(image.rowBytes) +
+               " bytes apart, not a whole number of " + std::to_string(sample) + "-byte samples";
+    if (reinterpret_cast<std::uintptr_t>(image.data) % std::uintptr_t(sample) != 0)
+        return the + "'s pixels do not start on a " + std::to_string(sample) +
+               "-byte sample boundary";
+    // Pixels in a buffer of our own (the one-byte placeholder of an image
+    // the host gave without pixels, say) must be all there.
+    if (image.data == image.buffer.data() && !b.empty()) {
+        const std::int64_t span = (b.height() - 1) * rowStep + rowLength;
+        if (image.rowBytes < 0 || span > std::int64_t(image.buffer.size()))
+            return the + " has no pixels in memory, only a placeholder";
+    }
+    return std::string();
 }
 
 // --- region of definition -------------------------------------------------------------

@@ -6,6 +6,7 @@
 #include "ofx/ofxImageEffect.h"
 
 #include <cstdint>
+#include <string>
 
 namespace VX {
 namespace Host {
@@ -50,6 +51,17 @@ void fetchImage(ImageFetch& fetch, const Host& host, OfxImageClipHandle clip, do
 // missed, gets a one-byte placeholder buffer and a one-pixel region of
 // definition, so that the framework always has somewhere to point.
 void buildImage(HostImage& image, const Host& host, const ImageFetch* fetch, std::uint32_t flags);
+
+// What makes a described image unfit for the framework to read or write, in
+// words for the user, naming the image as `clip`; empty when nothing does.
+// Hosts are not trusted: an image is fit when it has memory pixels of a
+// depth and layout the effect renders (8-bit, 16-bit or 32-bit float; 1, 3
+// or 4 channels), bounds that are not inverted and whose width and height
+// each fit a 32-bit index, rows at least as far apart as the width takes
+// (either way: negative row bytes are rows stored top row first), rows and
+// data on whole samples, and, where the pixels are in a buffer of the
+// plug-in's own, a buffer that holds them. Nothing here touches a pixel.
+std::string imageProblem(const HostImage& image, const char* clip);
 
 } // namespace OFX
 } // namespace Host

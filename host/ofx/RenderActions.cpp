@@ -84,6 +84,53 @@ private:
     Parameters*& slot_;
 };
 
+// "8-bit RGBA", "32-bit float alpha", ... for messages.
+std::string formatText(const HostImage& image) {
+    std::string text = std::to_string(image.depth) + "-bit" + (image.isFloat ? " float" : "");
+    switch (image.components) {
+    case 1:
+        return text + " alpha";
+    case 3:
+        return text + " RGB";
+    default:
+        return text + " RGBA";
+    }
+}
+
+std::string rectText(const Rect& r) {
+    return "(" + std::to_string(r.x1) + ", " + std::to_string(r.y1) + ")-(" + std::to_string(r.x2) +
+           ", " + std::to_string(r.y2) + ")";
+}
+
+// What keeps the two images from being rendered over `window`, in words for
+// the user; empty when nothing does. Nothing of what the host gave is
+// trusted: each image alone (imageProblem), then its layout against those
+// the effect described (RGBA, and single alpha where `alpha` allows), then
+// the pair and the window.
+std::string renderProblem(const HostImage& output, const HostImage& source, const Rect& window,
+                          bool alpha) {
+    const char* names[] = {kOfxImageEffectOutputClipName, kOfxImageEffectSimpleSourceClipName};
+    const HostImage* images[] = {&output, &source};
+    for (int i = 0; i < 2; ++i) {
+        const std::string problem = imageProblem(*images[i], names[i]);
+        if (!problem.empty())
+            return problem;
+    }
+    for (int i = 0; i < 2; ++i)
+        if (images[i]->components != 4 && !(alpha && images[i]->components == 1))
+            return std::string("the ") + names[i] + " image is " + formatText(*images[i]) +
+                   ", a layout this effect does not render";
+    // The recipe lays the source over its own processed copy: one format.
+    if (output.depth != source.depth || output.isFloat != source.isFloat ||
+        output.components != source.components)
+        return "the Source image is " + formatText(source) + " and the Output image " +
+               formatText(output) + ", but both must have the same pixel format";
+    if (!window.empty() && !output.bounds.contains(window))
+        return "the Output image's bounds " + rectText(output.bounds) +
+               " do not cover the render window " + rectText(window);
+    return std::string();
+}
+
 // The layer inputs of the general context, by the names their clips carry.
 template <class Visit>
 void forEachLayerClip(Parameters& set, Visit visit) {
@@ -178,7 +225,7 @@ OfxStatus Host::regionsOfInterestAction() {
         Rect needed = intersect(sourceRegion(wanted, s), s);
         // Never ask the host for nothing: one pixel in the corner instead.
         if (needed.empty())
-            needed = {s.x1, s.y1, s.x1 + 1, s.y1 + 1};
+            needed = onePixelAt(s.x1, s.y1);
         setRect(*this, property, needed);
     };
     answer(kOfxImageEffectSimpleSourceClipName,
@@ -325,7 +372,9 @@ OfxStatus Host::renderAction() {
     if (status != kOfxStatOK)
         return status;
 
-    // Released on every path by their destructors.
+    // Released on every path by their destructors. A fetch that the host
+    // answers OK without an image (no pixel data, or no handle at all) leaves
+    // the images without pixels, which the check below reports.
     ImageFetch outputFetch, sourceFetch;
     fetchImage(outputFetch, *this, output, time, nullptr, kImageNoOpenGL);
     if (outputFetch.status != kOfxStatOK)
@@ -336,6 +385,16 @@ OfxStatus Host::renderAction() {
     HostImage outputImage(this), sourceImage(this);
     buildImage(outputImage, *this, &outputFetch, kImageNoOpenGL);
     buildImage(sourceImage, *this, &sourceFetch, kImageNoOpenGL);
+
+    // Before any pixel is touched: a host's image that would lead the
+    // filters outside its memory ends the render, said once to the user.
+    const std::string problem =
+        renderProblem(outputImage, sourceImage, window, outputSupportsAlpha());
+    if (!problem.empty()) {
+        postMessage((std::string(productName()) + " cannot render: " + problem + ".").c_str(), "",
+                    kMsgError);
+        return kOfxStatErrImageFormat;
+    }
 
     try {
         renderEntry(outputImage, sourceImage, window);

@@ -41,6 +41,9 @@ void Host::runThreads(ThreadWorker worker, void* arg, unsigned threads) {
     if (n == 0) {
         n = threadCount_;
         if (n == 0) {
+            // A host that cannot say, or says it has no processors, gets the
+            // work done on the calling thread: asking it for 0 threads would
+            // run nothing at all.
             unsigned int cpus = 0;
             n = (suite != nullptr && suite->multiThreadNumCPUs(&cpus) == kOfxStatOK && cpus > 0)
                     ? cpus

@@ -43,10 +43,15 @@ void Parameters::save(const std::wstring& path, const char* pluginName, const ch
 }
 
 void Parameters::load(const std::wstring& path) {
-    // An unopened file is read like an empty one: the header read fails, the
-    // values still go back to their defaults, and the loop below never runs.
+    // An unopened file is read like an empty one (see loadFrom).
     const FileHandle file(openWidePath(path, false));
-    Text::FieldReader reader(file.get());
+    loadFrom(file.get());
+}
+
+void Parameters::loadFrom(std::FILE* file) {
+    // A null file is read like an empty one: the header read fails, the
+    // values still go back to their defaults, and the loop below never runs.
+    Text::FieldReader reader(file);
 
     // The header's plug-in name is not checked: a file from another plug-in
     // applies by parameter name like any other.

@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <map>
 #include <string>
 #include <vector>
@@ -40,6 +41,10 @@ public:
     // The text file of current values; see ParameterFile.cpp.
     virtual void save(const std::wstring& path, const char* pluginName, const char* versionNumber);
     virtual void load(const std::wstring& path);
+    // What load() does once the file is open: reads it from where it stands
+    // (a null file reads as an empty one). Not virtual: the operations'
+    // order stays as it is.
+    void loadFrom(std::FILE* file);
 
     virtual void refreshParameter(int index);
     virtual void parameterChanged(int index);

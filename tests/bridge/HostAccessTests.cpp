@@ -17,6 +17,9 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <cstring>
+#include <limits>
+#include <optional>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -264,6 +267,153 @@ TEST_F(ClipImages, RegionMissingTheClipGivesNoImageAndAPlaceholder) {
     EXPECT_EQ(image.buffer.size(), 1u);
 }
 
+// A region that misses an empty region of definition gets a placeholder
+// whose region of definition is widened to one pixel at its corner, inside
+// the 32-bit range.
+struct WideningCase {
+    OfxRectI rod;
+    VX::Rect widened;
+};
+
+void PrintTo(const WideningCase& c, std::ostream* os) { *os << c.rod.x1 << "," << c.rod.y1; }
+
+class PlaceholderRegion : public ClipImages, public ::testing::WithParamInterface<WideningCase> {};
+
+TEST_P(PlaceholderRegion, WidensToOnePixelAtItsCorner) {
+    LiveInstance l;
+    ofxhost::ImageDesc d = desc();
+    d.regionOfDefinition = GetParam().rod; // no width: the clip has nothing
+    provide(d, l);
+    VX::Host::OFX::ImageFetch fetch;
+    const VX::Rect region = {0, 0, 10, 10};
+    VX::Host::OFX::fetchImage(fetch, l.bridge, source(l), 0.0, &region,
+                              VX::Host::OFX::kImagePassRegion);
+    EXPECT_EQ(fetch.status, kOfxStatFailed);
+    VX::Host::OFX::HostImage image(&l.bridge);
+    VX::Host::OFX::buildImage(image, l.bridge, &fetch, 0);
+    ASSERT_NE(image.data, nullptr);
+    EXPECT_EQ(image.rod, GetParam().widened);
+}
+
+constexpr std::int32_t kLast = std::numeric_limits<std::int32_t>::max();
+
+INSTANTIATE_TEST_SUITE_P(Corners, PlaceholderRegion,
+                         ::testing::Values(WideningCase{{5, 7, 5, 9}, {5, 7, 6, 8}},
+                                           WideningCase{{-3, 4, 8, 4}, {-3, 4, -2, 5}},
+                                           WideningCase{{kLast, kLast, kLast, kLast},
+                                                        {kLast - 1, kLast - 1, kLast, kLast}}));
+
+TEST_F(ClipImages, PlaceholderForAnImageWithoutPixelsIsNoImageToRender) {
+    LiveInstance l;
+    provide(desc(), l);
+    l.fx->setImageHook([](const ofxhost::ClipInstance&, ofxhost::PropertySet& image) {
+        image.setPointer(kOfxImagePropData, nullptr);
+    });
+    // The host's image itself, as fetched before its data is looked at.
+    VX::Host::OFX::ImageFetch fetch;
+    fetch.host = &l.bridge;
+    fetch.clip = source(l);
+    ASSERT_EQ(
+        ofxhost::Host::suites().imageEffect->clipGetImage(source(l), 0.0, nullptr, &fetch.handle),
+        kOfxStatOK);
+    VX::Host::OFX::HostImage image(&l.bridge);
+    VX::Host::OFX::buildImage(image, l.bridge, &fetch, 0);
+    ASSERT_EQ(image.buffer.size(), 1u); // the placeholder, over the host's bounds
+    EXPECT_EQ(image.bounds, (VX::Rect{2, 3, 10, 9}));
+    EXPECT_NE(VX::Host::OFX::imageProblem(image, "Source").find("only a placeholder"),
+              std::string::npos);
+}
+
+TEST_F(ClipImages, MissingPremultiplicationCountsAsPremultiplied) {
+    LiveInstance l;
+    ofxhost::ImageDesc d = desc();
+    d.premultiplication = kOfxImageUnPreMultiplied;
+    provide(d, l);
+    l.fx->setImageHook([](const ofxhost::ClipInstance&, ofxhost::PropertySet& image) {
+        image.remove(kOfxImageEffectPropPreMultiplication);
+    });
+    VX::Host::OFX::ImageFetch fetch;
+    VX::Host::OFX::fetchImage(fetch, l.bridge, source(l), 0.0, nullptr, 0);
+    ASSERT_EQ(fetch.status, kOfxStatOK);
+    VX::Host::OFX::HostImage image(&l.bridge);
+    VX::Host::OFX::buildImage(image, l.bridge, &fetch, 0);
+    EXPECT_TRUE(image.premultiplied);
+}
+
+// The region handed to clipGetImage: the part of the request that the clip
+// covers, only when asked to pass one.
+struct RegionCase {
+    VX::Rect requested;
+    std::uint32_t flags;
+    std::optional<OfxRectD> passed;
+};
+
+void PrintTo(const RegionCase& c, std::ostream* os) {
+    *os << c.requested.x1 << "," << c.requested.y1 << "," << c.requested.x2 << "," << c.requested.y2
+        << " flags " << c.flags;
+}
+
+class RegionPassed : public ClipImages, public ::testing::WithParamInterface<RegionCase> {};
+
+TEST_P(RegionPassed, IsTheClipsPartOfTheRequest) {
+    LiveInstance l;
+    provide(desc(), l); // bounds and region of definition (2, 3)-(10, 9)
+    VX::Host::OFX::ImageFetch fetch;
+    VX::Host::OFX::fetchImage(fetch, l.bridge, source(l), 0.0, &GetParam().requested,
+                              GetParam().flags);
+    ASSERT_EQ(fetch.status, kOfxStatOK);
+    const auto regions = l.fx->imageRegions();
+    ASSERT_EQ(regions.size(), 1u);
+    ASSERT_EQ(regions[0].has_value(), GetParam().passed.has_value());
+    if (const auto& want = GetParam().passed) {
+        EXPECT_EQ(regions[0]->x1, want->x1);
+        EXPECT_EQ(regions[0]->y1, want->y1);
+        EXPECT_EQ(regions[0]->x2, want->x2);
+        EXPECT_EQ(regions[0]->y2, want->y2);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Requests, RegionPassed,
+    ::testing::Values(
+        RegionCase{{0, 5, 6, 20}, VX::Host::OFX::kImagePassRegion, OfxRectD{2, 5, 6, 9}},
+        RegionCase{{3, 4, 5, 6}, VX::Host::OFX::kImagePassRegion, OfxRectD{3, 4, 5, 6}},
+        RegionCase{{-100, -100, 100, 100}, VX::Host::OFX::kImagePassRegion, OfxRectD{2, 3, 10, 9}},
+        RegionCase{{0, 5, 6, 20}, 0, std::nullopt}));
+
+// Fractional regions of definition (a clip at a non-square pixel aspect
+// ratio) round outward to whole pixels.
+struct RoundingCase {
+    double pixelAspectRatio;
+    OfxRectI bounds;
+    VX::Rect rod;
+};
+
+void PrintTo(const RoundingCase& c, std::ostream* os) { *os << "aspect " << c.pixelAspectRatio; }
+
+class RegionRounding : public ClipImages, public ::testing::WithParamInterface<RoundingCase> {};
+
+TEST_P(RegionRounding, GoesOutward) {
+    ofxhost::HostConfig config;
+    config.project.pixelAspectRatio = GetParam().pixelAspectRatio;
+    LiveInstance l(config);
+    ofxhost::ImageDesc d = desc();
+    d.bounds = GetParam().bounds;
+    d.rowBytes = 0; // never read: only the description is built
+    provide(d, l);
+    VX::Host::OFX::ImageFetch fetch;
+    VX::Host::OFX::fetchImage(fetch, l.bridge, source(l), 0.0, nullptr, 0);
+    VX::Host::OFX::HostImage image(&l.bridge);
+    VX::Host::OFX::buildImage(image, l.bridge, &fetch, 0);
+    EXPECT_EQ(image.rod, GetParam().rod);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Aspects, RegionRounding,
+    ::testing::Values(RoundingCase{1.5, {-3, 1, 3, 5}, {-5, 1, 5, 5}}, // -4.5 .. 4.5
+                      RoundingCase{0.9, {1, -2, 9, 2}, {0, -2, 9, 2}}, // 0.9 .. 8.1
+                      RoundingCase{1.0, {-3, 1, 3, 5}, {-3, 1, 3, 5}}));
+
 struct RodCase {
     const char* hostName;
     OfxStatus failure;
@@ -302,6 +452,66 @@ INSTANTIATE_TEST_SUITE_P(
                       RodCase{"DaVinciResolve", kOfxStatFailed, false},
                       RodCase{"com.sonycreativesoftware.vegas", kOfxStatErrBadHandle, true},
                       RodCase{"Nucoda Film Master", kOfxStatFailed, true}));
+
+// Pixel memory from a host with image memory and from one without, which
+// gives plain memory suite blocks with room to start on 32 bytes.
+struct BufferCase {
+    bool imageMemory;
+    std::size_t bytes;
+};
+
+void PrintTo(const BufferCase& c, std::ostream* os) {
+    *os << (c.imageMemory ? "image memory, " : "memory suite, ") << c.bytes << " bytes";
+}
+
+class BufferAllocation : public ::testing::TestWithParam<BufferCase> {};
+
+TEST_P(BufferAllocation, GivesAlignedWritableMemoryAndTakesItBack) {
+    ofxhost::HostConfig config;
+    config.imageMemory = GetParam().imageMemory;
+    LiveInstance l(config);
+    const std::size_t n = GetParam().bytes;
+    {
+        VX::Host::OFX::ImageBuffer buffer(&l.bridge);
+        buffer.allocate(n);
+        ASSERT_NE(buffer.data(), nullptr);
+        EXPECT_EQ(buffer.size(), n);
+        // All n bytes are ours (the sanitizer build sees a byte too many).
+        std::memset(buffer.data(), 0xab, n);
+        if (GetParam().imageMemory) {
+            EXPECT_EQ(l.host.liveImageMemory(), 1u);
+            EXPECT_EQ(l.host.liveAllocations(), 0u);
+        } else {
+            EXPECT_EQ(reinterpret_cast<std::uintptr_t>(buffer.data()) % 32, 0u);
+            EXPECT_EQ(l.host.liveImageMemory(), 0u);
+            EXPECT_EQ(l.host.liveAllocations(), 1u);
+            // Enough for the pixels wherever the host's block starts.
+            EXPECT_GE(l.host.liveAllocationBytes(), n + 31);
+        }
+        buffer.allocate(n + 7); // the old block goes first
+        std::memset(buffer.data(), 0xcd, n + 7);
+        EXPECT_EQ(l.host.liveImageMemory() + l.host.liveAllocations(), 1u);
+    }
+    EXPECT_EQ(l.host.liveImageMemory(), 0u);
+    EXPECT_EQ(l.host.liveAllocations(), 0u);
+}
+
+INSTANTIATE_TEST_SUITE_P(Sizes, BufferAllocation,
+                         ::testing::Values(BufferCase{true, 1}, BufferCase{true, 1000},
+                                           BufferCase{false, 1}, BufferCase{false, 31},
+                                           BufferCase{false, 32}, BufferCase{false, 33},
+                                           BufferCase{false, 4093}));
+
+TEST(ImageBufferMemory, WithoutAnyHostMemoryIsOutOfMemory) {
+    ofxhost::HostConfig config;
+    config.imageMemory = false;
+    config.failCall("OfxMemorySuite.memoryAlloc", ofxhost::kNullAnswer);
+    LiveInstance l(config);
+    VX::Host::OFX::ImageBuffer buffer(&l.bridge);
+    EXPECT_THROW(buffer.allocate(64), std::bad_alloc);
+    EXPECT_EQ(buffer.data(), nullptr);
+    EXPECT_EQ(buffer.size(), 0u);
+}
 
 TEST(ImageBufferMemory, ComesFromTheHostsImageMemoryAndIsGivenBack) {
     LiveInstance l;

@@ -7,6 +7,7 @@
 #include "host/ofx/Dispatch.h"
 #include "host/ofx/Host.h"
 #include "host/ofx/Parameters.h"
+#include "host/param/ParamText.h"
 #include "host/param/ParameterDef.h"
 
 #include "Descriptors.h"
@@ -17,7 +18,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <functional>
+#include <tuple>
 #include <string>
 #include <vector>
 
@@ -98,6 +101,75 @@ TEST(QuirkInContextFailure, ClipDefinitionFailureEndsTheAction) {
     ASSERT_EQ(p.plugin.describe(), kOfxStatOK);
     EXPECT_EQ(p.plugin.describeInContext(kOfxImageEffectContextFilter), kOfxStatErrMemory);
 }
+
+// Every definition the host refuses, or answers OK without a handle, ends the
+// action with the host's status at once: nothing after it is described and
+// nothing is set through a null handle.
+struct DefineCase {
+    const char* call;
+    int occurrence; // which call of that name fails, from 1
+};
+
+void PrintTo(const DefineCase& c, std::ostream* os) { *os << c.call << " #" << c.occurrence; }
+
+class QuirkDefineFailure : public ::testing::TestWithParam<std::tuple<DefineCase, OfxStatus>> {
+protected:
+    // The number our host gives the call, counted from the start of the
+    // describe-in-context action.
+    static std::uint64_t callNumber(const DefineCase& c) {
+        sqtest::LoadedPlugin p(sqtest::quirkBundle());
+        EXPECT_EQ(p.load(), kOfxStatOK);
+        EXPECT_EQ(p.plugin.describe(), kOfxStatOK);
+        p.host.resetCallCount();
+        p.host.recordCallNames(true);
+        EXPECT_EQ(p.plugin.describeInContext(kOfxImageEffectContextFilter), kOfxStatOK);
+        const Strings names = p.host.callNames();
+        int seen = 0;
+        for (std::size_t i = 0; i < names.size(); ++i)
+            if (names[i] == c.call && ++seen == c.occurrence)
+                return i + 1;
+        ADD_FAILURE() << "the action makes no call " << c.call << " #" << c.occurrence;
+        return 0;
+    }
+};
+
+TEST_P(QuirkDefineFailure, EndsTheActionWithTheHostsStatus) {
+    const DefineCase& c = std::get<0>(GetParam());
+    const OfxStatus answer = std::get<1>(GetParam());
+    const std::uint64_t number = callNumber(c);
+    ASSERT_GT(number, 0u);
+
+    sqtest::LoadedPlugin p(sqtest::quirkBundle());
+    ASSERT_EQ(p.load(), kOfxStatOK);
+    ASSERT_EQ(p.plugin.describe(), kOfxStatOK);
+    p.host.resetCallCount();
+    p.host.failCallNumber(number, answer);
+    EXPECT_EQ(p.plugin.describeInContext(kOfxImageEffectContextFilter),
+              answer == ofxhost::kNullAnswer ? kOfxStatFailed : answer);
+    EXPECT_EQ(p.host.countedFailureCall(), c.call);
+    EXPECT_EQ(p.host.callCount(), number) << "calls made after the failed one";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Definitions, QuirkDefineFailure,
+    ::testing::Combine(::testing::Values(DefineCase{"OfxImageEffectSuite.clipDefine", 1},
+                                         DefineCase{"OfxImageEffectSuite.clipDefine", 2},
+                                         DefineCase{"OfxImageEffectSuite.getParamSet", 1},
+                                         // the four parameters, then the page
+                                         DefineCase{"OfxParameterSuite.paramDefine", 1},
+                                         DefineCase{"OfxParameterSuite.paramDefine", 2},
+                                         DefineCase{"OfxParameterSuite.paramDefine", 4},
+                                         DefineCase{"OfxParameterSuite.paramDefine", 5}),
+                       ::testing::Values(kOfxStatErrMemory, kOfxStatErrBadHandle,
+                                         ofxhost::kNullAnswer)),
+    [](const ::testing::TestParamInfo<std::tuple<DefineCase, OfxStatus>>& param) {
+        const DefineCase& c = std::get<0>(param.param);
+        const std::string call = c.call;
+        const OfxStatus answer = std::get<1>(param.param);
+        return call.substr(call.find('.') + 1) + std::to_string(c.occurrence) + "_" +
+               (answer == ofxhost::kNullAnswer ? std::string("NullHandle")
+                                               : ofxhost::statusName(answer).substr(7));
+    });
 
 // --- records of every kind, in-process ---------------------------------------------
 
@@ -254,6 +326,93 @@ TEST(ParamDescription, FlagsBecomeProperties) {
     EXPECT_EQ(none.getInt(kOfxParamPropPluginMayWrite), 0);
 }
 
+// The numbers of the type codes and flag bits are stored with every effect's
+// definitions: a record made from the bare number is described, and written
+// to the text file, as its kind.
+struct CodeCase {
+    std::uint32_t type;
+    const char* ofxType; // null: not described
+    bool written;
+};
+
+void PrintTo(const CodeCase& c, std::ostream* os) { *os << "type " << c.type; }
+
+class TypeCodes : public ::testing::TestWithParam<CodeCase> {};
+
+TEST_P(TypeCodes, DescribeAndWriteTheirKind) {
+    ParameterDef r;
+    r.type = GetParam().type;
+    r.name = "p";
+    Described d(kOfxImageEffectContextFilter, {r});
+    ASSERT_EQ(d.status, kOfxStatOK);
+    const ofxhost::ParamDescriptor* described = d.descriptor.params().find("p");
+    if (GetParam().ofxType == nullptr) {
+        EXPECT_EQ(described, nullptr);
+    } else {
+        ASSERT_NE(described, nullptr);
+        EXPECT_EQ(described->type(), GetParam().ofxType);
+    }
+    EXPECT_EQ(Text::isWritten(r), GetParam().written);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Numbers, TypeCodes,
+    ::testing::Values(
+        CodeCase{1, kOfxParamTypeInteger, true}, CodeCase{2, kOfxParamTypeDouble, true},
+        CodeCase{3, kOfxParamTypeBoolean, true}, CodeCase{4, kOfxParamTypeString, true},
+        CodeCase{5, kOfxParamTypeChoice, true}, CodeCase{6, kOfxParamTypeString, true},
+        CodeCase{7, kOfxParamTypeRGB, true}, CodeCase{8, kOfxParamTypeDouble2D, true},
+        CodeCase{9, kOfxParamTypeGroup, false}, CodeCase{10, nullptr, false},
+        CodeCase{11, nullptr, true}, CodeCase{12, nullptr, false},
+        CodeCase{13, kOfxParamTypePushButton, false}, CodeCase{14, nullptr, false}));
+
+struct FlagCase {
+    std::uint32_t bit;
+    std::uint32_t type;   // of the record that carries it
+    const char* property; // what the bit sets on the descriptor
+    const char* text;     // the value, for a string property
+    int number;           // the value otherwise
+    bool written;         // whether the record still goes to the text file
+};
+
+void PrintTo(const FlagCase& c, std::ostream* os) { *os << "bit 0x" << std::hex << c.bit; }
+
+class FlagBits : public ::testing::TestWithParam<FlagCase> {};
+
+TEST_P(FlagBits, SetTheirProperty) {
+    ParameterDef r;
+    r.type = GetParam().type;
+    r.name = "p";
+    r.flags = GetParam().bit;
+    Described d(kOfxImageEffectContextFilter, {r});
+    ASSERT_EQ(d.status, kOfxStatOK);
+    const ofxhost::PropertySet& props = d.param("p");
+    if (GetParam().text != nullptr)
+        EXPECT_EQ(props.getString(GetParam().property), GetParam().text);
+    else
+        EXPECT_EQ(props.getInt(GetParam().property), GetParam().number);
+    EXPECT_EQ(Text::isWritten(r), GetParam().written);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Numbers, FlagBits,
+    ::testing::Values(
+        FlagCase{0x1, 2, kOfxParamPropDoubleType, kOfxParamDoubleTypeScale, 0, true},
+        FlagCase{0x2, 2, kOfxParamPropDoubleType, kOfxParamDoubleTypeAngle, 0, true},
+        FlagCase{0x4, 2, kOfxParamPropDoubleType, kOfxParamDoubleTypeX, 0, true},
+        FlagCase{0x8, 2, kOfxParamPropDoubleType, kOfxParamDoubleTypeY, 0, true},
+        FlagCase{0x10, 2, kOfxParamPropEnabled, nullptr, 0, false},
+        FlagCase{0x20, 2, kOfxParamPropSecret, nullptr, 1, true},
+        FlagCase{0x40, 2, kOfxParamPropAnimates, nullptr, 0, true},
+        FlagCase{0x100, 9, kOfxParamPropGroupOpen, nullptr, 1, false},
+        FlagCase{0x400, 3, kOfxParamPropPluginMayWrite, nullptr, 1, true},
+        FlagCase{0x1000, 3, kOfxParamPropCanUndo, nullptr, 0, true},
+        FlagCase{0x2000, 3, kOfxParamPropEvaluateOnChange, nullptr, 0, true},
+        FlagCase{0x4000, 3, kOfxParamPropPersistant, nullptr, 0, true},
+        FlagCase{0x10000, 2, kOfxParamPropDoubleType, kOfxParamDoubleTypeTime, 0, true},
+        FlagCase{0x20000, 2, kOfxParamPropDoubleType, kOfxParamDoubleTypeAbsoluteTime, 0, true},
+        FlagCase{0x40000, 3, kOfxParamPropPluginMayWrite, nullptr, 1, true}));
+
 const VX::Host::OFX::ParamIdEntry kTable[] = {
     {kA, nullptr, nullptr, nullptr, "first hint"}, // only the first entry speaks for the hint
     {kA, "alpha", "Alpha", "Alpha on a page", "ignored hint"},
@@ -389,10 +548,9 @@ INSTANTIATE_TEST_SUITE_P(
         StrictCase{"OfxPropertySuite.propSetStringN", {makeBoolParam("b", 0, false)}, kOfxStatOK},
         // With no parameter at all the page's children are still strict.
         StrictCase{"OfxPropertySuite.propSetStringN", {}, kOfxStatErrValue},
-        // A parameter the host will not define is skipped.
-        StrictCase{"OfxParameterSuite.paramDefine",
-                   {makeBoolParam("b", 0, false)},
-                   kOfxStatErrBadHandle}));
+        // A parameter the host will not define ends the action, strict or not.
+        StrictCase{
+            "OfxParameterSuite.paramDefine", {makeBoolParam("b", 0, false)}, kOfxStatErrValue}));
 
 // --- instance changed -----------------------------------------------------------
 

@@ -1,7 +1,8 @@
 // Stutter Quirk rendering in our host through the binary interface: pixels at
 // every depth and premultiplication state against a plain per-pixel
-// evaluation of the effect's graphs, the region and identity answers, many
-// frames at once, and a cancel from the host.
+// evaluation of the effect's graphs, and the region and identity answers.
+// Many frames at once and cancels: ConcurrencyTests.cpp.
+#include "bridge/QuirkRender.h"
 #include "support/PluginFixture.h"
 
 #include "Host.h"
@@ -15,21 +16,16 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 #include <string>
-#include <thread>
 #include <tuple>
 #include <vector>
 
 namespace {
 
 using Pixel = std::array<float, 4>;
-
-struct Params {
-    double quirkTime = 3;
-    double randomQuirk = 0;
-    bool increase = false;
-    bool unmasked = false;
-};
+using sqtest::Params;
+using sqtest::QuirkRender;
 
 float maxOf(const std::string& depth) {
     return depth == kOfxBitDepthByte ? 255.0f : depth == kOfxBitDepthShort ? 65535.0f : 0.0f;
@@ -86,42 +82,6 @@ void PrintTo(const RenderCase& c, std::ostream* os) {
         << (c.premultOut ? "premult" : "straight") << " t=" << c.time
         << (c.params.increase ? " increase" : "") << (c.params.unmasked ? " unmasked" : "");
 }
-
-class QuirkRender {
-public:
-    explicit QuirkRender(ofxhost::HostConfig config = ofxhost::HostConfig())
-        : p(sqtest::quirkBundle(), withoutPreferences(std::move(config))) {
-        EXPECT_EQ(p.load(), kOfxStatOK);
-        EXPECT_EQ(p.plugin.describe(), kOfxStatOK);
-        EXPECT_EQ(p.plugin.describeInContext(kOfxImageEffectContextFilter), kOfxStatOK);
-        fx = p.plugin.createInstance(kOfxImageEffectContextFilter);
-    }
-    static ofxhost::HostConfig withoutPreferences(ofxhost::HostConfig config) {
-        // The tests choose the output's layout themselves.
-        config.render.honourClipPreferences = false;
-        return config;
-    }
-    void setParams(const Params& params) {
-        fx->setValue("quirkTime", params.quirkTime);
-        fx->setValue("randomQuirk", params.randomQuirk);
-        fx->setValue("increaseQuirky", params.increase);
-        fx->setValue("unmasked", params.unmasked);
-    }
-    void setSource(const std::shared_ptr<ofxhost::ImageBuffer>& image, bool premultOut) {
-        source = image;
-        fx->setClipFrames("Source", [image](OfxTime) {
-            return std::optional<ofxhost::ImageDesc>(image->desc());
-        });
-        ofxhost::PropertySet& out = fx->clip("Output").properties();
-        out.setString(kOfxImageEffectPropPixelDepth, image->depth());
-        out.setString(kOfxImageEffectPropComponents, image->components());
-        out.setString(kOfxImageEffectPropPreMultiplication,
-                      premultOut ? kOfxImagePreMultiplied : kOfxImageUnPreMultiplied);
-    }
-    sqtest::LoadedPlugin p;
-    std::unique_ptr<ofxhost::EffectInstance> fx;
-    std::shared_ptr<ofxhost::ImageBuffer> source;
-};
 
 class RenderPixels : public ::testing::TestWithParam<RenderCase> {};
 
@@ -238,6 +198,61 @@ TEST(QuirkAnswers, RegionOutsideTheSourceAsksForOnePixel) {
     EXPECT_EQ(out.getDoubles("OfxImageClipPropRoI_Source"), (std::vector<double>{10, 20, 11, 21}));
 }
 
+// Fractional regions of interest round outward to whole pixels before the
+// effect (an identity here: unmasked, on) asks for them, within the source.
+struct RoundCase {
+    std::vector<double> asked;
+    std::vector<double> answer;
+};
+
+class RegionsOfInterest : public ::testing::TestWithParam<RoundCase> {};
+
+TEST_P(RegionsOfInterest, RoundOutwardWithinTheSource) {
+    QuirkRender r;
+    auto image = std::make_shared<ofxhost::ImageBuffer>(OfxRectI{-50, -50, 50, 50},
+                                                        kOfxBitDepthByte, kOfxImageComponentRGBA,
+                                                        false, kOfxImageUnPreMultiplied);
+    r.setSource(image, false);
+    Params p;
+    p.unmasked = true;
+    r.setParams(p);
+    ofxhost::PropertySet in, out;
+    in.setDouble(kOfxPropTime, 1.0);
+    in.setDoubles(kOfxImageEffectPropRenderScale, {1.0, 1.0});
+    in.setDoubles(kOfxImageEffectPropRegionOfInterest, GetParam().asked);
+    EXPECT_EQ(
+        r.p.plugin.action(kOfxImageEffectActionGetRegionsOfInterest, r.fx->handle(), &in, &out),
+        kOfxStatOK);
+    EXPECT_EQ(out.getDoubles("OfxImageClipPropRoI_Source"), GetParam().answer);
+}
+
+INSTANTIATE_TEST_SUITE_P(Fractions, RegionsOfInterest,
+                         ::testing::Values(RoundCase{{10.5, 20.25, 30.5, 40.75}, {10, 20, 31, 41}},
+                                           RoundCase{{-7.5, -0.5, -2.25, 3.0}, {-8, -1, -2, 3}},
+                                           RoundCase{{-60.5, 0.1, 60.2, 0.9}, {-50, 0, 50, 1}}));
+
+TEST(QuirkAnswers, OnePixelRegionStaysInsideTheRange) {
+    QuirkRender r;
+    constexpr int last = std::numeric_limits<int>::max();
+    auto image = std::make_shared<ofxhost::ImageBuffer>(OfxRectI{0, 0, 4, 4}, kOfxBitDepthByte,
+                                                        kOfxImageComponentRGBA, false,
+                                                        kOfxImageUnPreMultiplied);
+    r.fx->setClipFrames("Source", [image](OfxTime) {
+        ofxhost::ImageDesc d = image->desc();
+        d.regionOfDefinition = OfxRectI{last, last, last, last}; // nothing, at the very end
+        return std::optional<ofxhost::ImageDesc>(d);
+    });
+    ofxhost::PropertySet in, out;
+    in.setDouble(kOfxPropTime, 1.0);
+    in.setDoubles(kOfxImageEffectPropRenderScale, {1.0, 1.0});
+    in.setDoubles(kOfxImageEffectPropRegionOfInterest, {0, 0, 4, 4});
+    EXPECT_EQ(
+        r.p.plugin.action(kOfxImageEffectActionGetRegionsOfInterest, r.fx->handle(), &in, &out),
+        kOfxStatOK);
+    EXPECT_EQ(out.getDoubles("OfxImageClipPropRoI_Source"),
+              (std::vector<double>{last - 1.0, last - 1.0, last, last}));
+}
+
 TEST(QuirkAnswers, TimeDomainIsTheSources) {
     QuirkRender r;
     r.fx->clip("Source").properties().setDoubles(kOfxImageEffectPropFrameRange, {12, 96});
@@ -256,60 +271,6 @@ TEST(QuirkAnswers, ClipPreferencesFollowTheSourceAndVaryByFrame) {
     const ofxhost::RenderResult result = r.fx->render(0.0);
     EXPECT_EQ(result.preferences.components.at("Output"), kOfxImageComponentRGBA);
     EXPECT_TRUE(result.preferences.frameVarying);
-}
-
-// --- many frames, threads, cancel ------------------------------------------------------
-
-TEST(QuirkFrames, ConcurrentRendersEqualSequentialOnes) {
-    QuirkRender r;
-    auto image = std::make_shared<ofxhost::ImageBuffer>(OfxRectI{0, 0, 40, 24}, kOfxBitDepthByte,
-                                                        kOfxImageComponentRGBA, false,
-                                                        kOfxImageUnPreMultiplied);
-    image->fill(
-        [](int x, int y, int c) { return c == 3 ? 1.0f : ((x * 7 + y * 3 + c * 5) % 31) / 30.0f; });
-    r.setSource(image, false);
-    Params p;
-    p.randomQuirk = 50;
-    r.setParams(p);
-    const int frames = 12;
-    std::vector<std::vector<float>> one(frames), many(frames);
-    auto pixels = [](const ofxhost::RenderResult& result) {
-        std::vector<float> v;
-        for (int y = 0; y < 24; ++y)
-            for (int x = 0; x < 40; ++x)
-                for (int c = 0; c < 4; ++c)
-                    v.push_back(result.output->get(x, y, c));
-        return v;
-    };
-    for (int f = 0; f < frames; ++f)
-        one[f] = pixels(r.fx->render(f));
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t)
-        threads.emplace_back([&, t] {
-            for (int f = frames - 1 - t; f >= 0; f -= 4)
-                many[f] = pixels(r.fx->render(f));
-        });
-    for (auto& t : threads)
-        t.join();
-    for (int f = 0; f < frames; ++f)
-        EXPECT_EQ(one[f], many[f]) << "frame " << f;
-    EXPECT_EQ(r.fx->liveImages(), 0u);
-}
-
-TEST(QuirkFrames, CancelEndsTheRenderCleanly) {
-    ofxhost::HostConfig config;
-    config.progressCancelAfter = 0;
-    QuirkRender r(config);
-    auto image = std::make_shared<ofxhost::ImageBuffer>(OfxRectI{0, 0, 64, 64}, kOfxBitDepthFloat,
-                                                        kOfxImageComponentRGBA, false,
-                                                        kOfxImageUnPreMultiplied);
-    image->fill([](int x, int, int c) { return c == 3 ? 1.0f : x / 64.0f; });
-    r.setSource(image, false);
-    const ofxhost::RenderResult result = r.fx->render(1.0);
-    EXPECT_EQ(result.status, kOfxStatOK);
-    EXPECT_EQ(r.fx->liveImages(), 0u);
-    EXPECT_EQ(r.p.host.liveImageMemory(), 0u);
-    EXPECT_TRUE(r.p.host.messages().empty());
 }
 
 } // namespace

@@ -181,7 +181,7 @@ class ThreadRunner : public ::testing::TestWithParam<RunnerCase> {};
 
 TEST_P(ThreadRunner, RunsEachIndexOnce) {
     ofxhost::HostConfig config;
-    config.cpuCount = GetParam().cpus;
+    config.reportedCPUs = static_cast<int>(GetParam().cpus);
     Bridge b(config);
     b.bridge->setThreadCount(GetParam().configured);
     Seen seen;
@@ -198,7 +198,9 @@ TEST_P(ThreadRunner, RunsEachIndexOnce) {
 INSTANTIATE_TEST_SUITE_P(Counts, ThreadRunner,
                          ::testing::Values(RunnerCase{5, 0, 0, 5}, RunnerCase{5, 3, 0, 3},
                                            RunnerCase{5, 3, 2, 2}, RunnerCase{1, 0, 0, 1},
-                                           RunnerCase{8, 1, 0, 1}));
+                                           RunnerCase{8, 1, 0, 1},
+                                           // a host that says it has no processors
+                                           RunnerCase{0, 0, 0, 1}, RunnerCase{0, 2, 0, 2}));
 
 TEST(ThreadRunnerFailures, CpuQueryFailureMeansOneThreadOnTheCaller) {
     ofxhost::HostConfig config;

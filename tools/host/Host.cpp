@@ -82,6 +82,11 @@ Host::Host(HostConfig config) : config_(std::move(config)) {
     fillProperties();
     ofxHost_.host = properties_->handle();
     ofxHost_.fetchSuite = &fetchSuiteEntry;
+    imageEffectWithoutMemory_ = *detail::imageEffectSuite();
+    imageEffectWithoutMemory_.imageMemoryAlloc = nullptr;
+    imageEffectWithoutMemory_.imageMemoryFree = nullptr;
+    imageEffectWithoutMemory_.imageMemoryLock = nullptr;
+    imageEffectWithoutMemory_.imageMemoryUnlock = nullptr;
     for (const auto& failure : config_.failures) {
         failures_[failure.first] = failure.second;
     }
@@ -156,6 +161,9 @@ const void* Host::fetchSuite(const char* name, int version) {
     const void* table = nullptr;
     if (name != nullptr && config_.offers(suite, version)) {
         table = detail::findSuite(suite, version);
+        if (table == detail::imageEffectSuite() && !config_.imageMemory) {
+            table = &imageEffectWithoutMemory_;
+        }
     }
     std::lock_guard<std::mutex> lock(recordMutex_);
     suiteRequests_.push_back({suite, version, table != nullptr});
@@ -211,8 +219,18 @@ void Host::clearFailures() {
     failures_.clear();
 }
 
-std::optional<OfxStatus> Host::injectedFailure(std::string_view call) const {
+std::optional<OfxStatus> Host::injectedFailure(std::string_view call,
+                                               std::string_view subject) const {
     std::lock_guard<std::mutex> lock(recordMutex_);
+    const std::uint64_t number = ++callCount_;
+    if (recordCallNames_) {
+        callNames_.emplace_back(call);
+    }
+    if (number == failNumber_) {
+        failedCall_ = std::string(call);
+        failedSubject_ = std::string(subject);
+        return failStatus_;
+    }
     if (failures_.empty()) {
         return std::nullopt;
     }
@@ -221,6 +239,45 @@ std::optional<OfxStatus> Host::injectedFailure(std::string_view call) const {
         return std::nullopt;
     }
     return it->second;
+}
+
+std::uint64_t Host::callCount() const {
+    std::lock_guard<std::mutex> lock(recordMutex_);
+    return callCount_;
+}
+
+void Host::resetCallCount() {
+    std::lock_guard<std::mutex> lock(recordMutex_);
+    callCount_ = 0;
+    callNames_.clear();
+}
+
+void Host::failCallNumber(std::uint64_t number, OfxStatus status) {
+    std::lock_guard<std::mutex> lock(recordMutex_);
+    failNumber_ = number;
+    failStatus_ = status;
+    failedCall_.clear();
+    failedSubject_.clear();
+}
+
+std::string Host::countedFailureCall() const {
+    std::lock_guard<std::mutex> lock(recordMutex_);
+    return failedCall_;
+}
+
+std::string Host::countedFailureSubject() const {
+    std::lock_guard<std::mutex> lock(recordMutex_);
+    return failedSubject_;
+}
+
+void Host::recordCallNames(bool on) {
+    std::lock_guard<std::mutex> lock(recordMutex_);
+    recordCallNames_ = on;
+}
+
+std::vector<std::string> Host::callNames() const {
+    std::lock_guard<std::mutex> lock(recordMutex_);
+    return callNames_;
 }
 
 unsigned int Host::cpuCount() const {
@@ -234,6 +291,15 @@ unsigned int Host::cpuCount() const {
 std::size_t Host::liveAllocations() const {
     std::lock_guard<std::mutex> lock(resourceMutex_);
     return blocks_.size();
+}
+
+std::size_t Host::liveAllocationBytes() const {
+    std::lock_guard<std::mutex> lock(resourceMutex_);
+    std::size_t bytes = 0;
+    for (const auto& block : blocks_) {
+        bytes += block.second;
+    }
+    return bytes;
 }
 
 std::size_t Host::liveMutexes() const {
@@ -267,8 +333,8 @@ OfxStatus Host::recordProgress(ProgressRecord record) {
         break;
     case ProgressRecord::Kind::Update: {
         int& count = progressUpdates_[record.handle];
-        const bool cancel =
-            config_.progressCancelAfter >= 0 && count >= config_.progressCancelAfter;
+        const bool cancel = cancelling_.load() || (config_.progressCancelAfter >= 0 &&
+                                                   count >= config_.progressCancelAfter);
         ++count;
         record.status = cancel ? kOfxStatReplyNo : kOfxStatOK;
         break;

@@ -60,6 +60,7 @@
 #include "ofx/ofxProgress.h"
 #include "ofx/ofxProperty.h"
 
+#include <atomic>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -163,11 +164,39 @@ public:
     // --- failure injection (in addition to config().failures) -------------
     void injectFailure(const std::string& call, OfxStatus status);
     void clearFailures();
-    std::optional<OfxStatus> injectedFailure(std::string_view call) const;
+    // What `call` ("SuiteName.functionName") answers instead of doing its
+    // work, if anything. Every call of a suite function asks this once, so
+    // it also numbers the calls (see callCount). `subject` is what the call
+    // is about where that helps to tell calls apart (a property's name).
+    std::optional<OfxStatus> injectedFailure(std::string_view call,
+                                             std::string_view subject = {}) const;
+
+    // --- counted failures: one call, by its number, fails -------------------
+    // Suite calls served since the host was made (or since resetCallCount),
+    // on any thread. Calls that answer no status (abort,
+    // multiThreadIsSpawnedThread) and fetchSuite are not counted.
+    std::uint64_t callCount() const;
+    void resetCallCount();
+    // Makes the call that callCount() will number `number` answer `status`
+    // instead of doing its work (kNullAnswer: see there). 0 turns the
+    // counted failure off.
+    void failCallNumber(std::uint64_t number, OfxStatus status);
+    // The call the counted failure hit, empty until it has, and its subject.
+    std::string countedFailureCall() const;
+    std::string countedFailureSubject() const;
+    // Keeps the name of every counted call, in order, while on.
+    void recordCallNames(bool on);
+    std::vector<std::string> callNames() const;
+
+    // While on, every progressUpdate answers kOfxStatReplyNo, as when the
+    // user cancels whatever is rendering; any thread may switch it.
+    void setCancelling(bool on) { cancelling_.store(on); }
 
     unsigned int cpuCount() const;
     // Memory suite blocks and mutexes the plug-in has not released yet.
     std::size_t liveAllocations() const;
+    // The bytes those blocks were asked for, together.
+    std::size_t liveAllocationBytes() const;
     std::size_t liveMutexes() const;
     // Image memory (imageMemoryAlloc) not freed yet.
     std::size_t liveImageMemory() const;
@@ -211,6 +240,8 @@ private:
     HostConfig config_;
     std::unique_ptr<PropertySet> properties_;
     OfxHost ofxHost_{};
+    // The image effect suite as offered without image memory.
+    OfxImageEffectSuiteV1 imageEffectWithoutMemory_{};
 
     mutable std::mutex recordMutex_;
     std::vector<MessageRecord> messages_;
@@ -218,7 +249,15 @@ private:
     std::vector<SuiteRequest> suiteRequests_;
     std::vector<ActionRecord> actions_;
     std::map<const void*, int> progressUpdates_;
+    std::atomic<bool> cancelling_{false};
     std::map<std::string, OfxStatus, std::less<>> failures_;
+    mutable std::uint64_t callCount_ = 0;
+    std::uint64_t failNumber_ = 0;
+    OfxStatus failStatus_ = kOfxStatOK;
+    mutable std::string failedCall_;
+    mutable std::string failedSubject_;
+    bool recordCallNames_ = false;
+    mutable std::vector<std::string> callNames_;
 
     mutable std::mutex resourceMutex_;
     std::unordered_map<void*, std::size_t> blocks_;

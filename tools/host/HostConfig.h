@@ -9,6 +9,13 @@
 
 namespace ofxhost {
 
+// An injected answer (HostConfig::failures, Host::injectFailure,
+// Host::failCallNumber) for the calls that hand out memory or something new
+// (memoryAlloc, imageMemoryAlloc, imageMemoryLock, clipDefine, paramDefine):
+// kOfxStatOK with a null pointer, as a careless host might answer when it
+// runs out. Other calls answer kOfxStatFailed to it.
+constexpr OfxStatus kNullAnswer = -1;
+
 // The project an effect instance lives in (its instance properties).
 struct ProjectSettings {
     double width = 1920.0; // kOfxImageEffectPropProjectSize and, by default, the extent
@@ -82,6 +89,13 @@ struct HostConfig {
     int progressCancelAfter = -1;
     // multiThreadNumCPUs; 0 means the machine's hardware concurrency.
     unsigned int cpuCount = 0;
+    // What multiThreadNumCPUs answers when it is 0 or more, whatever
+    // cpuCount says (0 included, as a broken host might); negative: cpuCount.
+    int reportedCPUs = -1;
+    // The image effect suite's image memory functions (imageMemoryAlloc,
+    // Free, Lock, Unlock); without them the suite has null pointers there,
+    // as hosts that leave image memory to the memory suite do.
+    bool imageMemory = true;
     // memoryAlloc refuses larger requests with kOfxStatErrMemory.
     std::uint64_t maxAllocationBytes = std::uint64_t(1) << 34;
     // Image memory freed by the plug-in is kept and handed out again for a

@@ -835,6 +835,16 @@ std::size_t EffectInstance::imagesFetched() const {
     return imagesFetched_;
 }
 
+std::vector<std::optional<OfxRectD>> EffectInstance::imageRegions() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return imageRegions_;
+}
+
+void EffectInstance::setImageHook(ImageHook hook) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    imageHook_ = std::move(hook);
+}
+
 void EffectInstance::forgetImage(PropertySet* image) {
     LiveImage dropped;
     std::lock_guard<std::mutex> lock(mutex_);

@@ -301,6 +301,13 @@ public:
     std::size_t liveImages() const;
     // clipGetImage calls that gave an image, since the instance was made.
     std::size_t imagesFetched() const;
+    // The region each clipGetImage call passed, in order (nullopt: none).
+    std::vector<std::optional<OfxRectD>> imageRegions() const;
+    // Changes every image the instance hands out, after its properties are
+    // filled in and before the plug-in sees it: for tests that play a host
+    // whose images are broken. May be called from several render threads.
+    using ImageHook = std::function<void(const ClipInstance& clip, PropertySet& image)>;
+    void setImageHook(ImageHook hook);
 
     // clipGetImage / clipReleaseImage / clipGetRegionOfDefinition.
     OfxStatus getImage(ClipInstance& clip, OfxTime time, const OfxRectD* region,
@@ -355,6 +362,8 @@ private:
     OfxTime currentTime_ = 0.0;
     std::map<PropertySet*, LiveImage> images_;
     std::size_t imagesFetched_ = 0;
+    std::vector<std::optional<OfxRectD>> imageRegions_;
+    ImageHook imageHook_;
     std::set<RenderContext*> renders_;
     std::atomic<bool> abortRequested_{false};
     std::atomic<int> abortCalls_{0};

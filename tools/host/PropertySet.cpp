@@ -582,6 +582,19 @@ void PropertySet::reset(std::string_view name) {
     p->reset();
 }
 
+void PropertySet::remove(std::string_view name) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    const auto it = index_.find(name);
+    if (it == index_.end()) {
+        throw Error("property set '" + label_ + "' has no property '" + std::string(name) + "'");
+    }
+    properties_.erase(properties_.begin() + static_cast<std::ptrdiff_t>(it->second));
+    index_.clear();
+    for (std::size_t i = 0; i < properties_.size(); ++i) {
+        index_.emplace(properties_[i]->def.name, i);
+    }
+}
+
 void PropertySet::copyValuesFrom(const PropertySet& other) {
     if (&other == this) {
         return;

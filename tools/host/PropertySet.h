@@ -126,6 +126,10 @@ public:
     std::string valueText(std::string_view name, bool quoteStrings = false) const;
 
     void reset(std::string_view name);
+    // Takes the property out of the set, fixed schema or not, as a host
+    // that leaves it out would; the plug-in's reads of it then fail. Strings
+    // handed out for it become invalid.
+    void remove(std::string_view name);
     // Copies the value of every property of `other` that this set has (or,
     // for an open set, creates it).
     void copyValuesFrom(const PropertySet& other);

@@ -126,12 +126,19 @@ OfxStatus EffectInstance::regionOfDefinition(ClipInstance& clip, OfxTime time, O
     return kOfxStatOK;
 }
 
-OfxStatus EffectInstance::getImage(ClipInstance& clip, OfxTime time, const OfxRectD* /*region*/,
+OfxStatus EffectInstance::getImage(ClipInstance& clip, OfxTime time, const OfxRectD* region,
                                    OfxPropertySetHandle* image) {
     if (image == nullptr) {
         return kOfxStatErrValue;
     }
     *image = nullptr;
+    ImageHook hook;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        imageRegions_.push_back(region != nullptr ? std::optional<OfxRectD>(*region)
+                                                  : std::nullopt);
+        hook = imageHook_;
+    }
     RenderContext* rc = renderFor();
     ImageDesc desc;
     std::shared_ptr<ImageBuffer> keepAlive;
@@ -176,6 +183,9 @@ OfxStatus EffectInstance::getImage(ClipInstance& clip, OfxTime time, const OfxRe
     p.setString(kOfxImagePropUniqueIdentifier, desc.uniqueIdentifier.empty()
                                                    ? uniqueId(clip.name(), time, desc.data)
                                                    : desc.uniqueIdentifier);
+    if (hook) {
+        hook(clip, p);
+    }
     PropertySet* set = props.get();
     {
         std::lock_guard<std::mutex> lock(mutex_);

@@ -60,7 +60,7 @@ OfxStatus getParamSet(OfxImageEffectHandle effect, OfxParamSetHandle* paramSet) 
 }
 
 OfxStatus clipDefine(OfxImageEffectHandle effect, const char* name, OfxPropertySetHandle* props) {
-    OFXHOST_INJECT(effectHost(effect), "OfxImageEffectSuite.clipDefine");
+    OFXHOST_INJECT_ALLOCATOR(effectHost(effect), "OfxImageEffectSuite.clipDefine", props);
     EffectDescriptor* d = EffectDescriptor::fromHandle(effect);
     if (d == nullptr) {
         // Instances have the clips their context descriptor defined.
@@ -145,7 +145,7 @@ int abortRender(OfxImageEffectHandle effect) {
 OfxStatus imageMemoryAlloc(OfxImageEffectHandle effect, size_t bytes,
                            OfxImageMemoryHandle* memory) {
     Host* host = effectHost(effect);
-    OFXHOST_INJECT(host, "OfxImageEffectSuite.imageMemoryAlloc");
+    OFXHOST_INJECT_ALLOCATOR(host, "OfxImageEffectSuite.imageMemoryAlloc", memory);
     if (memory == nullptr) {
         return kOfxStatErrValue;
     }
@@ -181,7 +181,7 @@ OfxStatus imageMemoryFree(OfxImageMemoryHandle memory) {
 
 OfxStatus imageMemoryLock(OfxImageMemoryHandle memory, void** ptr) {
     ImageMemoryBlock* block = Host::imageMemory(memory);
-    OFXHOST_INJECT(memoryHost(block), "OfxImageEffectSuite.imageMemoryLock");
+    OFXHOST_INJECT_ALLOCATOR(memoryHost(block), "OfxImageEffectSuite.imageMemoryLock", ptr);
     if (ptr != nullptr) {
         *ptr = nullptr;
     }

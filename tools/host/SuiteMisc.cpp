@@ -72,7 +72,7 @@ std::optional<std::string> optionalText(const char* s) {
 
 OfxStatus memoryAlloc(void* handle, size_t bytes, void** data) {
     Host* host = hostFor(handle);
-    OFXHOST_INJECT(host, "OfxMemorySuite.memoryAlloc");
+    OFXHOST_INJECT_ALLOCATOR(host, "OfxMemorySuite.memoryAlloc", data);
     if (data == nullptr) {
         return kOfxStatErrValue;
     }

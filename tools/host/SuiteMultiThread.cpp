@@ -126,6 +126,10 @@ OfxStatus multiThreadNumCPUs(unsigned int* nCPUs) {
     if (nCPUs == nullptr) {
         return kOfxStatErrValue;
     }
+    if (host != nullptr && host->config().reportedCPUs >= 0) {
+        *nCPUs = static_cast<unsigned int>(host->config().reportedCPUs);
+        return kOfxStatOK;
+    }
     *nCPUs = host != nullptr ? host->cpuCount() : 1;
     return kOfxStatOK;
 }

@@ -37,7 +37,7 @@ Host* paramHost(const void* handle) {
 ParamInstance* valueTarget(OfxParamHandle handle, const char* call, OfxStatus& status) {
     if (Host* host = paramHost(handle)) {
         if (auto injected = host->injectedFailure(call)) {
-            status = *injected;
+            status = injectedStatus(*injected);
             return nullptr;
         }
     }
@@ -127,7 +127,7 @@ OfxStatus writeValue(ParamInstance& p, std::optional<OfxTime> time, va_list& arg
 
 OfxStatus paramDefine(OfxParamSetHandle paramSet, const char* type, const char* name,
                       OfxPropertySetHandle* props) {
-    OFXHOST_INJECT(paramSetHost(paramSet), "OfxParameterSuite.paramDefine");
+    OFXHOST_INJECT_ALLOCATOR(paramSetHost(paramSet), "OfxParameterSuite.paramDefine", props);
     ParamSet* set = ParamSet::fromHandle(paramSet);
     if (set == nullptr) {
         // An instance's parameters are those its descriptor defined.

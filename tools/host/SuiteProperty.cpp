@@ -10,12 +10,13 @@ namespace {
 
 // The set behind `handle`, after failure injection for `call`; null with
 // `status` set when the call must not proceed.
-PropertySet* resolve(OfxPropertySetHandle handle, const char* call, OfxStatus& status) {
+PropertySet* resolve(OfxPropertySetHandle handle, const char* call, const char* property,
+                     OfxStatus& status) {
     PropertySet* set = PropertySet::fromHandle(handle);
     Host* host = set != nullptr && set->owner() != nullptr ? set->owner() : Host::current();
     if (host != nullptr) {
-        if (auto injected = host->injectedFailure(call)) {
-            status = *injected;
+        if (auto injected = host->injectedFailure(call, property != nullptr ? property : "")) {
+            status = injectedStatus(*injected);
             return nullptr;
         }
     }
@@ -25,10 +26,10 @@ PropertySet* resolve(OfxPropertySetHandle handle, const char* call, OfxStatus& s
     return set;
 }
 
-#define OFXHOST_PROP_CALL(fn, handle, ...)                                                         \
+#define OFXHOST_PROP_CALL(fn, handle, property, ...)                                               \
     OfxStatus status = kOfxStatOK;                                                                 \
-    PropertySet* set = resolve(handle, "OfxPropertySuite." #fn, status);                           \
-    return set != nullptr ? set->fn(__VA_ARGS__) : status
+    PropertySet* set = resolve(handle, "OfxPropertySuite." #fn, property, status);                 \
+    return set != nullptr ? set->fn(property, __VA_ARGS__) : status
 
 OfxStatus propSetPointer(OfxPropertySetHandle h, const char* p, int i, void* v) {
     OFXHOST_PROP_CALL(propSetPointer, h, p, i, v);
@@ -78,7 +79,11 @@ OfxStatus propGetDoubleN(OfxPropertySetHandle h, const char* p, int n, double* v
 OfxStatus propGetIntN(OfxPropertySetHandle h, const char* p, int n, int* v) {
     OFXHOST_PROP_CALL(propGetIntN, h, p, n, v);
 }
-OfxStatus propReset(OfxPropertySetHandle h, const char* p) { OFXHOST_PROP_CALL(propReset, h, p); }
+OfxStatus propReset(OfxPropertySetHandle h, const char* p) {
+    OfxStatus status = kOfxStatOK;
+    PropertySet* set = resolve(h, "OfxPropertySuite.propReset", p, status);
+    return set != nullptr ? set->propReset(p) : status;
+}
 OfxStatus propGetDimension(OfxPropertySetHandle h, const char* p, int* n) {
     OFXHOST_PROP_CALL(propGetDimension, h, p, n);
 }

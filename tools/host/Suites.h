@@ -56,13 +56,41 @@ OfxStatus answerLookup(Handle found, PropertySet* set, Handle* out, OfxPropertyS
 } // namespace detail
 } // namespace ofxhost
 
+namespace ofxhost {
+namespace detail {
+
+// kNullAnswer means something only to the calls that hand out memory.
+inline OfxStatus injectedStatus(OfxStatus injected) {
+    return injected == kNullAnswer ? kOfxStatFailed : injected;
+}
+
+} // namespace detail
+} // namespace ofxhost
+
 // Answers the status configured for `call` on `host` instead of doing the
 // work. `call` is "SuiteName.functionName".
 #define OFXHOST_INJECT(host, call)                                                                 \
     do {                                                                                           \
         if (::ofxhost::Host* injectHost_ = (host)) {                                               \
             if (auto injected_ = injectHost_->injectedFailure(call)) {                             \
-                return *injected_;                                                                 \
+                return ::ofxhost::detail::injectedStatus(*injected_);                              \
+            }                                                                                      \
+        }                                                                                          \
+    } while (false)
+
+// The same for a call that hands out memory through `out`: kNullAnswer
+// hands out a null pointer with kOfxStatOK.
+#define OFXHOST_INJECT_ALLOCATOR(host, call, out)                                                  \
+    do {                                                                                           \
+        if (::ofxhost::Host* injectHost_ = (host)) {                                               \
+            if (auto injected_ = injectHost_->injectedFailure(call)) {                             \
+                if (*injected_ != ::ofxhost::kNullAnswer) {                                        \
+                    return *injected_;                                                             \
+                }                                                                                  \
+                if ((out) != nullptr) {                                                            \
+                    *(out) = nullptr;                                                              \
+                }                                                                                  \
+                return kOfxStatOK;                                                                 \
             }                                                                                      \
         }                                                                                          \
     } while (false)
