@@ -42,7 +42,7 @@ int list(std::FILE* out) {
     const std::vector<std::string> folders = pluginFoldersFromEnvironment();
     std::string searched;
     for (const std::string& f : folders) {
-        searched += (searched.empty() ? "" : std::string(1, pathListSeparator())) + f;
+        searched += (searched.empty() ? "" : std::string(1, pluginPathSeparator())) + f;
     }
     std::fprintf(out, "searching %s\n", searched.c_str());
     ofxhost::Host host;

@@ -8,10 +8,6 @@ namespace ofxrender {
 
 bool isTerminal(std::FILE* stream) { return isatty(fileno(stream)) != 0; }
 
-char pathListSeparator() { return ':'; }
-
-std::string standardPluginFolder() { return "/usr/OFX/Plugins"; }
-
 unsigned long processId() { return static_cast<unsigned long>(getpid()); }
 
 void removeFileNow(const char* path) noexcept { unlink(path); }
