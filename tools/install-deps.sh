@@ -6,8 +6,10 @@ set -euo pipefail
 
 packages=(g++ cmake make binutils libgtest-dev libgmock-dev libbenchmark-dev clang-format pkg-config
     libopenimageio-dev openimageio-tools)
+# The Windows build and its tests under Wine, and the packages (NSIS makes
+# the installer; dpkg-dev reads the .deb's dependencies from its binaries).
 if [[ "${1:-}" == "--windows" ]]; then
-    packages+=(g++-mingw-w64-x86-64-posix wine64 wine googletest)
+    packages+=(g++-mingw-w64-x86-64-posix wine64 wine googletest nsis dpkg-dev)
 fi
 
 missing=()
