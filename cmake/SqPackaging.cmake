@@ -8,7 +8,7 @@
 #                 stutterquirk_<version>-1_amd64.deb          /usr/OFX/Plugins, and
 #                                                             ofx-render and ofx-inspect in /usr/bin
 #
-# Each holds the README's user part and the licence. What goes where is told
+# Each holds the README's user part, the licence and the user guide. What goes where is told
 # by install components: "plugin" (the bundle in the hosts' folder), "tools"
 # and "docs" (the Debian package), and "archive" (the bundle folder with the
 # two texts beside it: the zip, the tar.gz and what the installer unpacks),
@@ -64,9 +64,19 @@ install(TARGETS StutterQuirk DESTINATION "StutterQuirk.ofx.bundle/Contents/${SQ_
     COMPONENT archive EXCLUDE_FROM_ALL)
 install(FILES "${SQ_PACKAGING_DIR}/README.txt" "${SQ_PACKAGING_DIR}/LICENSE.txt"
     DESTINATION . COMPONENT archive EXCLUDE_FROM_ALL)
+# The user guide with its pictures, in docs/ beside the README as in this
+# repository, so that the README's link to it holds in every package.
+install(FILES "${PROJECT_SOURCE_DIR}/docs/user-guide.md"
+    DESTINATION docs COMPONENT archive EXCLUDE_FROM_ALL)
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs/images"
+    DESTINATION docs COMPONENT archive EXCLUDE_FROM_ALL FILES_MATCHING PATTERN "*.png")
 if(NOT WIN32)
     install(FILES "${SQ_PACKAGING_DIR}/README.txt" "${SQ_PACKAGING_DIR}/copyright"
         DESTINATION "${SQ_DEB_DOC_DIR}" COMPONENT docs)
+    install(FILES "${PROJECT_SOURCE_DIR}/docs/user-guide.md"
+        DESTINATION "${SQ_DEB_DOC_DIR}/docs" COMPONENT docs)
+    install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs/images"
+        DESTINATION "${SQ_DEB_DOC_DIR}/docs" COMPONENT docs FILES_MATCHING PATTERN "*.png")
 endif()
 
 # --- CPack ----------------------------------------------------------------

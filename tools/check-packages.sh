@@ -5,12 +5,14 @@
 #
 #   tools/check-packages.sh [PACKAGES_DIR] [WINDOWS_BUILD_DIR]
 #
-# Linux: the tar.gz and the .deb hold what they should and nothing else; the
-# .deb depends on libc, libstdc++ and OpenImageIO (the plug-in on the C and
-# C++ runtimes alone); it installs with dpkg -i, and the installed ofx-inspect
-# and ofx-render find the plug-in in /usr/OFX/Plugins with no OFX_PLUGIN_PATH.
-# Windows, under Wine in a new prefix: the zip holds the bundle folder; the
-# installer runs silently (/S), our Windows host then loads the bundle from
+# Every package holds what it should (with the README's user part, the
+# licence and the user guide) and nothing else.
+# Linux: the .deb depends on libc, libstdc++ and OpenImageIO (the plug-in on
+# the C and C++ runtimes alone); it installs with dpkg -i, and the installed
+# ofx-inspect and ofx-render find the plug-in in /usr/OFX/Plugins with no
+# OFX_PLUGIN_PATH; the tar.gz's bundle loads.
+# Windows, under Wine in a new prefix: the installer runs silently (/S), our
+# Windows host then loads the bundle from
 # C:\Program Files\Common Files\OFX\Plugins and renders a frame, and the
 # registered uninstaller leaves that folder as it found it.
 set -euo pipefail
@@ -47,6 +49,9 @@ version=${version#StutterQuirk-}
 inspect_exe="$windows/tools/inspect/ofx-inspect.exe"
 [[ -f $inspect_exe ]] || fail "no $inspect_exe: run tools/build-packages.sh first"
 
+# The user guide and its pictures, as every package carries them.
+guide=$(cd "$root" && printf '%s\n' docs/user-guide.md docs/images/*.png)
+
 work=$(mktemp -d)
 prefix="$work/wineprefix"
 installed_before=false
@@ -66,18 +71,20 @@ trap cleanup EXIT
 top="StutterQuirk-$version-Linux-x86-64"
 same "files in $(basename "$tgz")" \
     "$(printf '%s\n' "$top/LICENSE.txt" "$top/README.txt" \
-        "$top/StutterQuirk.ofx.bundle/Contents/Linux-x86-64/StutterQuirk.ofx" | sort)" \
+        "$top/StutterQuirk.ofx.bundle/Contents/Linux-x86-64/StutterQuirk.ofx" \
+        $(sed "s|^|$top/|" <<<"$guide") | sort)" \
     "$(tar -tzf "$tgz" | files_only)"
 tar -xzf "$tgz" -C "$work"
 grep -q "Stutter Quirk" "$work/$top/README.txt" || fail "README.txt of the tar.gz is not the README"
 grep -q "Copyright" "$work/$top/LICENSE.txt" || fail "LICENSE.txt of the tar.gz holds no licence"
-ok "$(basename "$tgz") holds the bundle folder, the README and the licence"
+ok "$(basename "$tgz") holds the bundle folder, the README, the licence and the user guide"
 
 # --- Linux: .deb contents and dependencies ------------------------------------
 same "files in $(basename "$deb")" \
     "$(printf '%s\n' usr/OFX/Plugins/StutterQuirk.ofx.bundle/Contents/Linux-x86-64/StutterQuirk.ofx \
         usr/bin/ofx-inspect usr/bin/ofx-render usr/share/doc/stutterquirk/README.txt \
-        usr/share/doc/stutterquirk/copyright | sort)" \
+        usr/share/doc/stutterquirk/copyright $(sed "s|^|usr/share/doc/stutterquirk/|" <<<"$guide") |
+        sort)" \
     "$(dpkg-deb -c "$deb" | awk '{print $6}' | files_only)"
 depends=$(dpkg-deb -f "$deb" Depends)
 for needed in 'libc6 ' 'libstdc\+\+6 ' 'libopenimageio[0-9.]+ '; do
@@ -127,9 +134,10 @@ fi
 top="StutterQuirk-$version-Win64"
 same "files in $(basename "$zip")" \
     "$(printf '%s\n' "$top/LICENSE.txt" "$top/README.txt" \
-        "$top/StutterQuirk.ofx.bundle/Contents/Win64/StutterQuirk.ofx" | sort)" \
+        "$top/StutterQuirk.ofx.bundle/Contents/Win64/StutterQuirk.ofx" \
+        $(sed "s|^|$top/|" <<<"$guide") | sort)" \
     "$(cmake -E tar tf "$zip" | files_only)"
-ok "$(basename "$zip") holds the bundle folder, the README and the licence"
+ok "$(basename "$zip") holds the bundle folder, the README, the licence and the user guide"
 
 # --- Windows: installer, host, uninstaller under Wine ---------------------------
 "$wine" --prefix="$prefix" --init || fail "Wine did not start in $prefix"
@@ -143,7 +151,7 @@ touch "$plugins/Other.ofx.bundle/Contents/Win64/Other.ofx"
 
 "$wine" --prefix="$prefix" "$setup" /S || fail "$(basename "$setup") /S failed"
 for f in "$plugins/StutterQuirk.ofx.bundle/Contents/Win64/StutterQuirk.ofx" \
-    "$ours/README.txt" "$ours/LICENSE.txt" "$ours/Uninstall.exe"; do
+    "$ours/README.txt" "$ours/LICENSE.txt" "$ours/Uninstall.exe" "$ours/docs/user-guide.md"; do
     [[ -f $f ]] || fail "the installer did not make ${f#"$drive_c"/}"
 done
 registered=$("$wine" --prefix="$prefix" reg query "$key" /v QuietUninstallString 2>/dev/null) ||

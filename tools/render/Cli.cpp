@@ -22,11 +22,13 @@ const char* const kUsage =
     "  ofx-render render <identifier-or-bundle> (-i <input> | --sample) -o <output>\n"
     "             [--frames LIST] [--set name=value ...] [--depth 8|16|float] [--scale S]\n"
     "             [--threads N] [--premultiplied | --straight] [--contact-sheet FILE]\n"
-    "             [--sample-size WxH]\n"
+    "             [--sheet-columns N] [--sample-size WxH]\n"
     "\n"
     "Inputs and outputs are image sequences, name.####.ext or name.%04d.ext; a single\n"
     "image as input is held over the frames. --sample renders a built-in clip.\n"
     "--frames takes frames, ranges and stepped ranges: 1-48x2,60,72-80.\n"
+    "--contact-sheet puts the frames in a grid, --sheet-columns N wide (N = the\n"
+    "frame count: a timeline strip).\n"
     "--set name=value sets a value for every frame; name=0@1,100@48 animates it:\n"
     "linear between the keys (numbers) and held before the first and after the last.\n"
     "Ctrl-C stops: frames rendering are abandoned and nothing half-written is left;\n"
@@ -212,6 +214,13 @@ RenderOptions parseRenderOptions(const std::vector<std::string>& args) {
             o.alpha = a == "--straight" ? Alpha::Straight : Alpha::Premultiplied;
         } else if (a == "--contact-sheet") {
             o.contactSheet = value(a);
+        } else if (a == "--sheet-columns") {
+            const std::string v = value(a);
+            const auto n = toInt(v);
+            if (!n || *n < 1 || *n > 1000) {
+                throw usageError("--sheet-columns " + v + ": expected 1 to 1000");
+            }
+            o.sheetColumns = *n;
         } else if (!a.empty() && a[0] == '-') {
             throw usageError("unknown option " + a);
         } else if (o.plugin.empty()) {

@@ -411,7 +411,8 @@ RenderReport render(const RenderOptions& options, std::FILE* out, bool terminal,
         }
         std::fflush(out);
 
-        const SheetLayout layout = sheetLayout(frameCount, scaledWidth, scaledHeight);
+        const SheetLayout layout =
+            sheetLayout(frameCount, scaledWidth, scaledHeight, options.sheetColumns);
         std::map<int, Thumbnail> thumbnails;
         std::vector<int> written;
         int stoppedInFlight = 0;

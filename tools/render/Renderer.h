@@ -26,6 +26,7 @@ struct RenderOptions {
     int threads = 0;            // 0: as many as useful
     std::optional<Alpha> alpha; // how input and output files store colour
     std::string contactSheet;
+    int sheetColumns = 0; // 0: as square as the frame count allows
     std::vector<std::string> pluginFolders;
 };
 
