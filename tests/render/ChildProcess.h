@@ -5,7 +5,8 @@
 
 // A program run by a test with its standard output and error on pipes, so
 // that the test can wait for what it says, signal it, and read its exit
-// status. POSIX only.
+// status. Linux only: its standard output pipe is made as small as the
+// system allows, so that a test that stops reading stops the program soon.
 class ChildProcess {
 public:
     ChildProcess(const std::string& program, const std::vector<std::string>& args);

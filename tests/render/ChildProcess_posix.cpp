@@ -25,8 +25,11 @@ ChildProcess::ChildProcess(const std::string& program, const std::vector<std::st
     if (pipe(out) != 0 || pipe(err) != 0) {
         throw std::runtime_error("pipe failed");
     }
-    // The smallest pipe the system allows, so that fillOutputPipe is quick.
-    fcntl(out[1], F_SETPIPE_SZ, 4096);
+    // The smallest pipe the system allows: a program whose output is not
+    // read blocks after a page of it.
+    if (fcntl(out[1], F_SETPIPE_SZ, 4096) < 0) {
+        throw std::runtime_error("cannot make the output pipe small");
+    }
     std::vector<char*> argv;
     argv.push_back(const_cast<char*>(program.c_str()));
     for (const std::string& a : args) {
