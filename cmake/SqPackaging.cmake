@@ -55,9 +55,8 @@ endfunction()
 set(SQ_PACKAGING_DIR "${CMAKE_BINARY_DIR}/packaging")
 sq_write_text("${SQ_PACKAGING_DIR}/README.txt" "${readme}")
 sq_write_text("${SQ_PACKAGING_DIR}/LICENSE.txt" "${licence}")
-sq_write_text("${SQ_PACKAGING_DIR}/copyright" "Stutter Quirk ${PROJECT_VERSION}, by ${SQ_VENDOR}.
-
-${licence}")
+# Debian keeps a package's licence in its documentation folder as "copyright".
+sq_write_text("${SQ_PACKAGING_DIR}/copyright" "${licence}")
 
 # --- install rules beyond the bundle's own ("plugin") -----------------------
 install(TARGETS StutterQuirk DESTINATION "StutterQuirk.ofx.bundle/Contents/${SQ_OFX_ARCH}"
