@@ -46,7 +46,7 @@ function(sq_add_ofx_bundle name)
     set_property(TARGET ${name} PROPERTY SQ_BUNDLE_CONTENTS "${contents}")
     if(ARG_INSTALL)
         install(TARGETS ${name}
-            LIBRARY DESTINATION "${SQ_OFX_INSTALL_DIR}/${name}.ofx.bundle/Contents/${SQ_OFX_ARCH}"
-            RUNTIME DESTINATION "${SQ_OFX_INSTALL_DIR}/${name}.ofx.bundle/Contents/${SQ_OFX_ARCH}")
+            DESTINATION "${SQ_OFX_INSTALL_DIR}/${name}.ofx.bundle/Contents/${SQ_OFX_ARCH}"
+            COMPONENT plugin)
     endif()
 endfunction()

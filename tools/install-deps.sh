@@ -9,7 +9,9 @@ packages=(g++ cmake make binutils libgtest-dev libgmock-dev libbenchmark-dev cla
     libopenimageio-dev openimageio-tools)
 for option in "$@"; do
     case "$option" in
-    --windows) packages+=(g++-mingw-w64-x86-64-posix wine64 wine googletest) ;;
+    # The Windows build and its tests under Wine, and the packages (NSIS makes
+    # the installer; dpkg-dev reads the .deb's dependencies from its binaries).
+    --windows) packages+=(g++-mingw-w64-x86-64-posix wine64 wine googletest nsis dpkg-dev) ;;
     # libFuzzer comes with clang's runtime libraries.
     --fuzz) packages+=(clang libclang-rt-dev) ;;
     *)

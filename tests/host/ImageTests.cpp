@@ -4,6 +4,7 @@
 
 #include "InstanceFixture.h"
 
+#include <atomic>
 #include <cstdint>
 #include <cstring>
 #include <string>
@@ -238,6 +239,15 @@ TEST(Abort, AnswersAsConfiguredAndCountsCalls) {
     EXPECT_EQ(fx.abort(t.effect()), 0);
     t.instance->setAbort(true);
     EXPECT_EQ(fx.abort(t.effect()), 1);
+    // A caller's flag (Ctrl-C) is read at every query while it is set.
+    Session u;
+    std::atomic<bool> interrupted{false};
+    u.instance->setAbortFlag(&interrupted);
+    EXPECT_EQ(fx.abort(u.effect()), 0);
+    interrupted = true;
+    EXPECT_EQ(fx.abort(u.effect()), 1);
+    u.instance->setAbortFlag(nullptr);
+    EXPECT_EQ(fx.abort(u.effect()), 0);
 }
 
 class InjectedFailure : public ::testing::TestWithParam<const char*> {};

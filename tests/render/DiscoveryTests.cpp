@@ -44,7 +44,7 @@ private:
 } // namespace
 
 TEST(DiscoveryTest, FoldersComeFromThePathThenTheStandardFolder) {
-    const std::string sep(1, pathListSeparator());
+    const std::string sep(1, pluginPathSeparator());
     EXPECT_EQ(pluginFolders(("/a" + sep + sep + "/b" + sep + "/a").c_str()),
               (std::vector<std::string>{"/a", "/b", standardPluginFolder()}));
     EXPECT_EQ(pluginFolders(nullptr), (std::vector<std::string>{standardPluginFolder()}));
@@ -67,7 +67,7 @@ TEST(DiscoveryTest, ListsAndOpensACopiedBundleByIdentifier) {
     fs::create_directories(dir.path() / "plugins");
     fs::copy(SQ_QUIRK_BUNDLE, dir.path() / "plugins/StutterQuirk.ofx.bundle",
              fs::copy_options::recursive);
-    PluginPathScope scope((dir / "elsewhere") + pathListSeparator() + (dir / "plugins"));
+    PluginPathScope scope((dir / "elsewhere") + pluginPathSeparator() + (dir / "plugins"));
 
     const auto folders = pluginFoldersFromEnvironment();
     ASSERT_GE(folders.size(), 2u);

@@ -160,13 +160,14 @@ TEST(ImageIOTest, ImageBufferRoundTripFlipsRowsOnce) {
 struct LayoutCase {
     int count, w, h;
     int columns, rows, width, height;
+    int askedColumns = 0; // 0: as square as the count allows
 };
 
 class SheetLayoutTest : public ::testing::TestWithParam<LayoutCase> {};
 
 TEST_P(SheetLayoutTest, GridAndSize) {
     const LayoutCase& c = GetParam();
-    const SheetLayout l = sheetLayout(c.count, c.w, c.h);
+    const SheetLayout l = sheetLayout(c.count, c.w, c.h, c.askedColumns);
     EXPECT_EQ(l.columns, c.columns);
     EXPECT_EQ(l.rows, c.rows);
     EXPECT_EQ(l.width, c.width);
@@ -179,7 +180,12 @@ INSTANTIATE_TEST_SUITE_P(Table, SheetLayoutTest,
                          ::testing::Values(LayoutCase{5, 64, 32, 3, 2, 224, 116},
                                            LayoutCase{1, 64, 32, 1, 1, 80, 62},
                                            LayoutCase{24, 480, 270, 5, 5, 848, 568},
-                                           LayoutCase{4, 320, 320, 2, 2, 344, 372}));
+                                           LayoutCase{4, 320, 320, 2, 2, 344, 372},
+                                           // A timeline strip: one row of 48.
+                                           LayoutCase{48, 32, 18, 48, 1, 1928, 48, 48},
+                                           LayoutCase{48, 32, 18, 24, 2, 968, 88, 24},
+                                           // More columns than frames: one row.
+                                           LayoutCase{5, 64, 32, 5, 1, 368, 62, 10}));
 
 TEST(ContactSheetTest, TransparentFramesShowTheCheckerboardAndLabelsAreDrawn) {
     const SheetLayout l = sheetLayout(2, 32, 16);

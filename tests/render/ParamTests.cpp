@@ -18,6 +18,14 @@ std::vector<ParamInfo> params() {
     time.defaults = {3};
     time.min = {1};
     time.max = {100};
+    time.animates = false; // as the effect's "Quirk Time"
+    ParamInfo random;
+    random.name = "randomQuirk";
+    random.label = "Random Quirk";
+    random.type = kOfxParamTypeDouble;
+    random.dimension = 1;
+    random.min = {0};
+    random.max = {100};
     ParamInfo on;
     on.name = "unmasked";
     on.type = kOfxParamTypeBoolean;
@@ -49,7 +57,7 @@ std::vector<ParamInfo> params() {
     ParamInfo page;
     page.name = "Main";
     page.type = kOfxParamTypePage;
-    return {time, on, count, mode, centre, title, page};
+    return {time, random, on, count, mode, centre, title, page};
 }
 
 } // namespace
@@ -122,5 +130,54 @@ INSTANTIATE_TEST_SUITE_P(
         BadCase{"mode=2", "'2' is not an option"},
         BadCase{"centre=0.5", "expected 2 values, got 1"},
         BadCase{"centre=0.5,2", "2 is out of range"}, BadCase{"Main=1", "has no value"},
-        BadCase{"speed=3", "unknown parameter 'speed' (known: quirkTime, unmasked, count"},
+        BadCase{"speed=3",
+                "unknown parameter 'speed' (known: quirkTime, randomQuirk, unmasked, count"},
         BadCase{"quirkTime", "expected name=value"}, BadCase{"=3", "expected name=value"}));
+
+struct KeyedCase {
+    const char* assignment;
+    std::vector<std::pair<double, std::vector<double>>> keys; // time order
+};
+
+class KeyedSettingTest : public ::testing::TestWithParam<KeyedCase> {};
+
+TEST_P(KeyedSettingTest, ParsesKeysInTimeOrder) {
+    const KeyedCase& c = GetParam();
+    const ParamSetting s = parseSetting(c.assignment, params());
+    ASSERT_EQ(s.keys.size(), c.keys.size()) << c.assignment;
+    for (std::size_t i = 0; i < c.keys.size(); ++i) {
+        EXPECT_EQ(s.keys[i].time, c.keys[i].first) << c.assignment << " key " << i;
+        EXPECT_EQ(s.keys[i].value.numbers, c.keys[i].second) << c.assignment << " key " << i;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, KeyedSettingTest,
+    ::testing::Values(KeyedCase{"randomQuirk=0@1,100@48", {{1, {0}}, {48, {100}}}},
+                      KeyedCase{"randomQuirk=100@48, 0@1", {{1, {0}}, {48, {100}}}},
+                      KeyedCase{"randomQuirk=20@-2.5", {{-2.5, {20}}}},
+                      KeyedCase{"centre=0,0.5@1,1,0.25@10", {{1, {0, 0.5}}, {10, {1, 0.25}}}},
+                      KeyedCase{"unmasked=false@1,true@10", {{1, {0}}, {10, {1}}}},
+                      KeyedCase{"mode=hard@0,soft@5", {{0, {1}}, {5, {0}}}},
+                      KeyedCase{"count=-2@3,5@4", {{3, {-2}}, {4, {5}}}}));
+
+TEST(KeyedSettingTest, TextKeepsItsAtSigns) {
+    const ParamSetting s = parseSetting("title=me@home,5@6", params());
+    EXPECT_TRUE(s.keys.empty());
+    EXPECT_EQ(s.value.text, "me@home,5@6");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Keys, BadSettingTest,
+    ::testing::Values(
+        BadCase{"quirkTime=1@1,5@10",
+                "quirkTime (\"Quirk Time\") cannot be animated: the effect holds one value"},
+        BadCase{"quirkTime=5@1", "give it one value, e.g. quirkTime=3"},
+        BadCase{"randomQuirk=0@1,100", "'100' has no @frame; keys are value@frame"},
+        BadCase{"randomQuirk=0@x", "'x' is not a frame"},
+        BadCase{"randomQuirk=0@", "'' is not a frame"},
+        BadCase{"randomQuirk=0@1,5@1.0", "two keys at frame 1.0"},
+        BadCase{"randomQuirk=0@1,500@2", "500 is out of range"},
+        BadCase{"randomQuirk=@1", "'' is not a number"},
+        BadCase{"centre=0@1", "expected 2 values, got 1"},
+        BadCase{"unmasked=yes@1", "'yes' is not a boolean"}));

@@ -8,37 +8,71 @@
 
 using namespace ofxrender;
 
-struct RangeCase {
+struct FrameListCase {
     const char* text;
-    bool ok;
-    int first;
-    int last;
+    std::vector<int> frames; // empty: rejected
+    const char* reason = "";
 };
 
-class FrameRangeTest : public ::testing::TestWithParam<RangeCase> {};
+class FrameListTest : public ::testing::TestWithParam<FrameListCase> {};
 
-TEST_P(FrameRangeTest, Parses) {
-    const RangeCase& c = GetParam();
+TEST_P(FrameListTest, Parses) {
+    const FrameListCase& c = GetParam();
     std::string why;
-    const auto r = parseFrameRange(c.text, &why);
-    ASSERT_EQ(r.has_value(), c.ok) << c.text;
-    if (c.ok) {
-        EXPECT_EQ(r->first, c.first);
-        EXPECT_EQ(r->last, c.last);
-        EXPECT_EQ(r->count(), c.last - c.first + 1);
-    } else {
+    const auto frames = parseFrameList(c.text, &why);
+    if (c.frames.empty()) {
+        ASSERT_FALSE(frames.has_value()) << c.text;
         EXPECT_NE(why.find(c.text), std::string::npos) << why;
+        EXPECT_NE(why.find(c.reason), std::string::npos) << why;
+    } else {
+        ASSERT_TRUE(frames.has_value()) << why;
+        EXPECT_EQ(*frames, c.frames);
     }
 }
 
+namespace {
+
+std::vector<int> run(int first, int last, int step = 1) {
+    std::vector<int> frames;
+    for (int f = first; f <= last; f += step) {
+        frames.push_back(f);
+    }
+    return frames;
+}
+
+std::vector<int> studioList() {
+    std::vector<int> frames = run(1, 48, 2);
+    frames.push_back(60);
+    for (int f : run(72, 80)) {
+        frames.push_back(f);
+    }
+    return frames;
+}
+
+} // namespace
+
 INSTANTIATE_TEST_SUITE_P(
-    Table, FrameRangeTest,
-    ::testing::Values(RangeCase{"0-23", true, 0, 23}, RangeCase{"7", true, 7, 7},
-                      RangeCase{"5-5", true, 5, 5}, RangeCase{"-5--1", true, -5, -1},
-                      RangeCase{"-3-2", true, -3, 2}, RangeCase{"9-2", false, 0, 0},
-                      RangeCase{"", false, 0, 0}, RangeCase{"a-b", false, 0, 0},
-                      RangeCase{"1-", false, 0, 0}, RangeCase{"1-2-3", false, 0, 0},
-                      RangeCase{"1.5-3", false, 0, 0}));
+    Table, FrameListTest,
+    ::testing::Values(
+        FrameListCase{"0-23", run(0, 23)}, FrameListCase{"7", {7}}, FrameListCase{"5-5", {5}},
+        FrameListCase{"-5--1", run(-5, -1)}, FrameListCase{"-3-2", run(-3, 2)},
+        FrameListCase{"1-48x2,60,72-80", studioList()},
+        // The step starts at the first frame; the last may be missed.
+        FrameListCase{"1-10x4", {1, 5, 9}}, FrameListCase{"-10--1x3", {-10, -7, -4, -1}},
+        // Overlaps render once, in order.
+        FrameListCase{"10-12,1-3,11", {1, 2, 3, 10, 11, 12}},
+        FrameListCase{"2147483640-2147483647x7", {2147483640, 2147483647}},
+        FrameListCase{"9-2", {}, "the last frame comes before the first"},
+        FrameListCase{"1-10x0", {}, "the step must be 1 or more"},
+        FrameListCase{"1-10x-2", {}, "the step must be 1 or more"},
+        FrameListCase{"", {}, "an empty item"}, FrameListCase{"1,,3", {}, "an empty item"},
+        FrameListCase{"1-3,", {}, "an empty item"}, FrameListCase{"a-b", {}, "'a-b'"},
+        FrameListCase{"1-", {}, "'1-'"}, FrameListCase{"1-2-3", {}, "'1-2-3'"},
+        FrameListCase{"1.5-3", {}, "'1.5-3'"}, FrameListCase{"5x2", {}, "'5x2'"},
+        FrameListCase{"1-4x", {}, "'1-4x'"}, FrameListCase{"1-4x2x2", {}, "'1-4x2x2'"},
+        FrameListCase{"1 - 4", {}, "'1 - 4'"},
+        FrameListCase{"0-2000000000", {}, "more than 1000000 frames"},
+        FrameListCase{"0-600000,0-600000", {}, "more than 1000000 frames"}));
 
 struct PatternCase {
     const char* text;

@@ -5,6 +5,7 @@
 #include "Cli.h"
 #include "ContactSheet.h"
 #include "ImageIO.h"
+#include "Pattern.h"
 #include "Sample.h"
 #include "TempDir.h"
 
@@ -14,6 +15,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <regex>
 
 namespace fs = std::filesystem;
 using namespace ofxrender;
@@ -162,6 +164,56 @@ TEST(RenderTest, StillImageIsHeldOverTheRange) {
     EXPECT_EQ(info.depth, Depth::U16);
 }
 
+TEST(RenderTest, FrameListRendersEachListedFrameOnceAndSaysWhichWasSlowest) {
+    TempDir dir;
+    const RunResult r = run(renderArgs({"--sample", "--sample-size", "32x18", "--frames",
+                                        "1-9x4,12,5", "-o", dir / "out/f.####.png"}));
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_EQ(namesIn(dir.path() / "out"),
+              (std::vector<std::string>{"f.0001.png", "f.0005.png", "f.0009.png", "f.0012.png"}));
+    EXPECT_NE(r.out.find("frames 1-9x4,12,"), std::string::npos) << r.out;
+    const std::regex summary(
+        R"(wrote 4 of 4 frames to .* in \d+\.\d s \(\d+\.\d fps\); slowest frame (1|5|9|12) \(\d+\.\d\d s\))");
+    EXPECT_TRUE(std::regex_search(r.out, summary)) << r.out;
+}
+
+// Keys reach the plug-in as a host keyframes them: linear between keys, held
+// before the first and after the last. Each keyed frame must match the frame
+// rendered with the value the keys give at its time.
+TEST(RenderTest, AnimatedValuesAreLinearBetweenKeysAndHeldOutside) {
+    TempDir dir;
+    const RunResult keyed = run(renderArgs(
+        {"--sample", "--sample-size", "48x27", "--frames", "-2,10,11,30", "--set", "unmasked=1",
+         "--set", "randomQuirk=100@26,0@1", "-o", dir / "keyed/f.####.png"}));
+    ASSERT_EQ(keyed.code, 0) << keyed.err;
+    EXPECT_NE(keyed.out.find("animated: randomQuirk, 2 keys from frame 1 to 26"), std::string::npos)
+        << keyed.out;
+
+    auto constant = [&](int frame, const std::string& value) {
+        const std::string folder = "c" + std::to_string(frame) + "-" + value;
+        const RunResult c = run(renderArgs(
+            {"--sample", "--sample-size", "48x27", "--frames", std::to_string(frame), "--set",
+             "unmasked=1", "--set", "randomQuirk=" + value, "-o", dir / (folder + "/f.####.png")}));
+        EXPECT_EQ(c.code, 0) << c.err;
+        return readImage(SequencePattern::parse(dir / (folder + "/f.####.png")).fileFor(frame))
+            .pixels;
+    };
+    auto keyedFrame = [&](int frame) {
+        return readImage(SequencePattern::parse(dir / "keyed/f.####.png").fileFor(frame)).pixels;
+    };
+    const struct {
+        int frame;
+        const char* value; // 4 per frame from 0 at frame 1 to 100 at frame 26
+    } expected[] = {{-2, "0"}, {10, "36"}, {11, "40"}, {30, "100"}};
+    for (const auto& e : expected) {
+        EXPECT_EQ(keyedFrame(e.frame), constant(e.frame, e.value)) << "frame " << e.frame;
+    }
+    // The frames chosen tell the values apart: neither key's value alone
+    // gives what the keys give.
+    EXPECT_NE(keyedFrame(10), constant(10, "0"));
+    EXPECT_NE(keyedFrame(11), constant(11, "100"));
+}
+
 struct FailureCase {
     const char* name;
     std::vector<std::string> args; // {dir} is replaced by the test folder
@@ -238,6 +290,16 @@ INSTANTIATE_TEST_SUITE_P(
                                   {"render", "{dir}/in", "--sample", "-o", "{dir}/out/f.####.png"},
                                   1,
                                   "cannot open plug-in"},
+                      FailureCase{"not_animatable",
+                                  {"render", SQ_QUIRK_BUNDLE, "--sample", "--set",
+                                   "quirkTime=1@1,20@48", "-o", "{dir}/out/f.####.png"},
+                                  2,
+                                  "quirkTime (\"Quirk Time\") cannot be animated"},
+                      FailureCase{"bad_frame_list",
+                                  {"render", SQ_QUIRK_BUNDLE, "--sample", "--frames", "1-48x0",
+                                   "-o", "{dir}/out/f.####.png"},
+                                  2,
+                                  "--frames: bad frame list '1-48x0': '1-48x0': the step"},
                       FailureCase{"bad_option",
                                   {"render", SQ_QUIRK_BUNDLE, "--sample", "--scale", "2", "-o",
                                    "{dir}/out/f.####.png"},
@@ -248,9 +310,10 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(RenderTest, CancelledRenderStopsCleanly) {
     TempDir dir;
     const std::atomic<bool> cancel{true};
-    const RunResult r = run(renderArgs({"--sample", "--sample-size", "32x32", "--frames", "0-5",
-                                        "-o", dir / "out/f.####.png"}),
-                            &cancel);
+    const RunResult r =
+        run(renderArgs({"--sample", "--sample-size", "32x32", "--frames", "0-5", "-o",
+                        dir / "out/f.####.png", "--contact-sheet", dir / "out/sheet.png"}),
+            &cancel);
     EXPECT_EQ(r.code, 130);
     EXPECT_NE(r.err.find("cancelled: 0 of 6 frames written"), std::string::npos) << r.err;
     EXPECT_TRUE(namesIn(dir.path() / "out").empty());

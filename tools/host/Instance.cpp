@@ -877,7 +877,8 @@ OfxStatus EffectInstance::releaseImage(OfxPropertySetHandle image) {
 
 int EffectInstance::abortQuery() {
     const int calls = abortCalls_.fetch_add(1);
-    if (abortRequested_.load()) {
+    const std::atomic<bool>* flag = abortFlag_.load();
+    if (abortRequested_.load() || (flag != nullptr && flag->load())) {
         return 1;
     }
     const int after = host_.config().abortAfterCalls;

@@ -317,6 +317,9 @@ public:
 
     // --- abort ----------------------------------------------------------
     void setAbort(bool abort) { abortRequested_ = abort; }
+    // A flag owned by the caller (a Ctrl-C handler's), read by every abort
+    // query while set here; null to stop reading it.
+    void setAbortFlag(const std::atomic<bool>* flag) { abortFlag_ = flag; }
     // What the suite's abort answers now; counts the call.
     int abortQuery();
     int abortCalls() const { return abortCalls_.load(); }
@@ -366,6 +369,7 @@ private:
     ImageHook imageHook_;
     std::set<RenderContext*> renders_;
     std::atomic<bool> abortRequested_{false};
+    std::atomic<const std::atomic<bool>*> abortFlag_{nullptr};
     std::atomic<int> abortCalls_{0};
     HandleRegistration registration_;
 };

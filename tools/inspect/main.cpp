@@ -1,14 +1,22 @@
 // ofx-inspect: loads OpenFX plug-in binaries in our host and prints what the
 // host sees: the plug-in records, the descriptor properties, and the clips and
-// parameters defined in each context.
+// parameters defined in each context. Plug-ins are named by their bundle (or
+// binary), or by identifier and found where hosts look for them; with none
+// named, every plug-in found is shown. --render proves that an effect renders
+// in our host.
 
 #include "Host.h"
 #include "Plugin.h"
+#include "PluginSearch.h"
 #include "PropertySchema.h"
 
 #include <algorithm>
+#include <cmath>
+#include <cstdlib>
 #include <cstdio>
+#include <filesystem>
 #include <iostream>
+#include <optional>
 #include <set>
 #include <sstream>
 #include <string>
@@ -19,11 +27,17 @@ namespace {
 using ofxhost::PropertySet;
 
 const char* const kUsage =
-    "usage: ofx-inspect [--host-name NAME] [--context filter|general|...] <bundle-or-.ofx>...\n";
+    "usage: ofx-inspect [--host-name NAME] [--context filter|general|...] [--render FRAME]\n"
+    "                   [<bundle, .ofx or plug-in identifier>...]\n"
+    "\n"
+    "Identifiers, and every plug-in when none is named, are looked for in the folders\n"
+    "of OFX_PLUGIN_PATH and in the standard OpenFX folder. --render FRAME renders that\n"
+    "frame of a built-in test image through each effect that has a Source clip.\n";
 
 struct Options {
     std::string hostName;
     std::string context;
+    std::optional<double> renderFrame;
     std::vector<std::string> paths;
 };
 
@@ -197,6 +211,66 @@ void printParams(const ofxhost::EffectDescriptor& d) {
     }
 }
 
+// A 64x36 test frame: a colour ramp with a bright spot, opaque. Effects that
+// key on brightness have something to find.
+ofxhost::ImageBuffer testFrame() {
+    ofxhost::ImageBuffer frame({0, 0, 64, 36}, kOfxBitDepthFloat, kOfxImageComponentRGBA);
+    frame.fill([](int x, int y, int c) {
+        if (c == 3) {
+            return 1.0f;
+        }
+        const float dx = static_cast<float>(x - 40) / 8.0f;
+        const float dy = static_cast<float>(y - 18) / 8.0f;
+        const float ramp = static_cast<float>(c == 0 ? x : c == 1 ? y * 2 : 63 - x) / 64.0f;
+        return std::min(1.0f, 0.2f + 0.5f * ramp + std::exp(-(dx * dx + dy * dy)));
+    });
+    return frame;
+}
+
+void renderTestFrame(ofxhost::Plugin& plugin, const std::string& context, double frame) {
+    OfxStatus created = kOfxStatOK;
+    std::unique_ptr<ofxhost::EffectInstance> fx = plugin.createInstance(context, &created);
+    if (fx == nullptr) {
+        throw Failure{"'" + plugin.identifier() +
+                      "' refused to create an instance: " + ofxhost::statusName(created)};
+    }
+    const ofxhost::ImageBuffer source = testFrame();
+    fx->setClipFrames(kOfxImageEffectSimpleSourceClipName,
+                      [&](OfxTime) { return std::optional<ofxhost::ImageDesc>(source.desc()); });
+    const ofxhost::RenderResult r = fx->render(frame);
+    std::ostringstream what;
+    what << "render frame " << frame << " (" << shortText(context) << ", " << source.width() << 'x'
+         << source.height() << " float RGBA)";
+    if (r.status != kOfxStatOK || !r.output) {
+        std::string step = "render";
+        for (const auto& s : r.steps) {
+            if (failed(s.status)) {
+                step = s.action;
+                break;
+            }
+        }
+        throw Failure{what.str() + ": " + step + " answered " + ofxhost::statusName(r.status)};
+    }
+    int visible = 0;
+    float alpha = 0.0f;
+    const ofxhost::ImageBuffer& out = *r.output;
+    const bool hasAlpha = out.componentCount() == 4 || out.componentCount() == 1;
+    for (int y = out.bounds().y1; y < out.bounds().y2; ++y) {
+        for (int x = out.bounds().x1; x < out.bounds().x2; ++x) {
+            const float a = hasAlpha ? out.get(x, y, out.componentCount() - 1) : 1.0f;
+            visible += a > 0.0f ? 1 : 0;
+            alpha = std::max(alpha, a);
+        }
+    }
+    std::cout << "    " << what.str() << ": OK, " << out.width() << 'x' << out.height() << ", "
+              << visible << " of " << out.width() * out.height() << " pixels visible, alpha up to "
+              << alpha << (r.identityClip ? " (the plug-in answered: identity)" : "") << '\n';
+    if (fx->liveImages() != 0) {
+        throw Failure{what.str() + ": the plug-in kept " + std::to_string(fx->liveImages()) +
+                      " image(s) it fetched"};
+    }
+}
+
 void inspectPlugin(ofxhost::Plugin& plugin, ofxhost::Host& host, const Options& options) {
     std::cout << "\n[" << plugin.index() << "] " << plugin.identifier() << "  (version "
               << plugin.versionMajor() << '.' << plugin.versionMinor() << ")\n";
@@ -239,6 +313,18 @@ void inspectPlugin(ofxhost::Plugin& plugin, ofxhost::Host& host, const Options& 
         printClips(d);
         printParams(d);
     }
+    if (options.renderFrame) {
+        // The first context inspected that takes a source.
+        const auto it = std::find_if(contexts.begin(), contexts.end(), [&](const std::string& c) {
+            return plugin.contextDescriptor(c)->clip(kOfxImageEffectSimpleSourceClipName) !=
+                   nullptr;
+        });
+        if (it == contexts.end()) {
+            std::cout << "    render: not tried, no context with a Source clip\n";
+        } else {
+            renderTestFrame(plugin, *it, *options.renderFrame);
+        }
+    }
     check(plugin.unload(), "OfxActionUnload of '" + plugin.identifier() + "'");
 }
 
@@ -262,7 +348,41 @@ int run(const Options& options) {
             config.name = options.hostName;
         }
     }
+    // What to show: bundles (every record in them) or one record by name.
+    struct Target {
+        std::string path;
+        std::string identifier; // empty: every record
+    };
+    std::vector<Target> targets;
+    const std::vector<std::string> folders = ofxhost::pluginFoldersFromEnvironment();
+    std::string searched;
+    for (const std::string& f : folders) {
+        searched += (searched.empty() ? "" : std::string(1, ofxhost::pluginPathSeparator())) + f;
+    }
+    if (options.paths.empty()) {
+        std::cout << "searching " << searched << "\n\n";
+        for (const std::string& bundle : ofxhost::findBundles(folders)) {
+            targets.push_back({bundle, ""});
+        }
+        if (targets.empty()) {
+            throw Failure{"no plug-in bundles in " + searched};
+        }
+    }
     for (const std::string& path : options.paths) {
+        std::error_code ec;
+        if (std::filesystem::exists(path, ec)) {
+            targets.push_back({path, ""});
+            continue;
+        }
+        ofxhost::FoundPlugin found = ofxhost::findPlugin(path, folders);
+        if (found.plugin == nullptr) {
+            throw Failure{"no plug-in '" + path + "': not a file, and no bundle in " + searched +
+                          " (OFX_PLUGIN_PATH and the standard folder) has that identifier"};
+        }
+        targets.push_back({found.bundle, path});
+    }
+    for (const Target& target : targets) {
+        const std::string& path = target.path;
         ofxhost::Host host(config);
         std::unique_ptr<ofxhost::PluginLibrary> library;
         try {
@@ -275,6 +395,10 @@ int run(const Options& options) {
         line("  ", "host", host.config().name);
         line("  ", "plug-ins", std::to_string(library->pluginCount()));
         for (int i = 0; i < library->pluginCount(); ++i) {
+            if (!target.identifier.empty() &&
+                library->plugin(i).identifier() != target.identifier) {
+                continue;
+            }
             try {
                 inspectPlugin(library->plugin(i), host, options);
             } catch (const ofxhost::Error& e) {
@@ -302,20 +426,26 @@ int main(int argc, char** argv) {
                 std::cout << kUsage;
                 return 0;
             }
-            if (arg == "--host-name" || arg == "--context") {
+            if (arg == "--host-name" || arg == "--context" || arg == "--render") {
                 if (i + 1 >= argc) {
                     throw Failure{arg + " needs a value"};
                 }
-                (arg == "--host-name" ? options.hostName : options.context) = argv[++i];
+                const std::string value = argv[++i];
+                if (arg == "--render") {
+                    char* end = nullptr;
+                    const double frame = std::strtod(value.c_str(), &end);
+                    if (value.empty() || *end != '\0' || !std::isfinite(frame)) {
+                        throw Failure{"--render " + value + ": expected a frame number"};
+                    }
+                    options.renderFrame = frame;
+                } else {
+                    (arg == "--host-name" ? options.hostName : options.context) = value;
+                }
             } else if (arg.size() > 1 && arg[0] == '-') {
                 throw Failure{"unknown option '" + arg + "'"};
             } else {
                 options.paths.push_back(arg);
             }
-        }
-        if (options.paths.empty()) {
-            std::cerr << kUsage;
-            return 2;
         }
         if (!options.context.empty()) {
             contextName(options.context);

@@ -20,12 +20,19 @@ const char* const kUsage =
     "  ofx-render list\n"
     "  ofx-render describe <identifier-or-bundle>\n"
     "  ofx-render render <identifier-or-bundle> (-i <input> | --sample) -o <output>\n"
-    "             [--frames A-B] [--set name=value ...] [--depth 8|16|float] [--scale S]\n"
+    "             [--frames LIST] [--set name=value ...] [--depth 8|16|float] [--scale S]\n"
     "             [--threads N] [--premultiplied | --straight] [--contact-sheet FILE]\n"
-    "             [--sample-size WxH]\n"
+    "             [--sheet-columns N] [--sample-size WxH]\n"
     "\n"
     "Inputs and outputs are image sequences, name.####.ext or name.%04d.ext; a single\n"
-    "image as input is held over the frame range. --sample renders a built-in clip.\n"
+    "image as input is held over the frames. --sample renders a built-in clip.\n"
+    "--frames takes frames, ranges and stepped ranges: 1-48x2,60,72-80.\n"
+    "--contact-sheet puts the frames in a grid, --sheet-columns N wide (N = the\n"
+    "frame count: a timeline strip).\n"
+    "--set name=value sets a value for every frame; name=0@1,100@48 animates it:\n"
+    "linear between the keys (numbers) and held before the first and after the last.\n"
+    "Ctrl-C stops: frames rendering are abandoned and nothing half-written is left;\n"
+    "a second Ctrl-C quits at once.\n"
     "Plug-ins are looked for in OFX_PLUGIN_PATH and the standard OpenFX folder.\n";
 
 std::string shortContext(const std::string& context) {
@@ -37,7 +44,7 @@ int list(std::FILE* out) {
     const std::vector<std::string> folders = pluginFoldersFromEnvironment();
     std::string searched;
     for (const std::string& f : folders) {
-        searched += (searched.empty() ? "" : std::string(1, pathListSeparator())) + f;
+        searched += (searched.empty() ? "" : std::string(1, pluginPathSeparator())) + f;
     }
     std::fprintf(out, "searching %s\n", searched.c_str());
     ofxhost::Host host;
@@ -117,6 +124,9 @@ int describe(const std::string& which, std::FILE* out) {
                      shortType(p.type).c_str());
         std::fprintf(out, "      default %s; takes %s\n", defaultText(p).c_str(),
                      acceptedValues(p).c_str());
+        if (!p.animates) {
+            std::fprintf(out, "      not animatable: one value for the whole clip\n");
+        }
         if (!p.hint.empty()) {
             std::fprintf(out, "      %s\n", p.hint.c_str());
         }
@@ -124,7 +134,8 @@ int describe(const std::string& which, std::FILE* out) {
     if (shown == 0) {
         std::fprintf(out, "  (none)\n");
     }
-    std::fprintf(out, "\nset them with: --set name=value\n");
+    std::fprintf(out,
+                 "\nset them with: --set name=value, or animate them: --set name=0@1,100@48\n");
     plugin.unload();
     return 0;
 }
@@ -168,7 +179,7 @@ RenderOptions parseRenderOptions(const std::vector<std::string>& args) {
             o.sampleHeight = *h;
         } else if (a == "--frames") {
             std::string why;
-            const auto r = parseFrameRange(value(a), &why);
+            const auto r = parseFrameList(value(a), &why);
             if (!r) {
                 throw usageError("--frames: " + why);
             }
@@ -203,6 +214,13 @@ RenderOptions parseRenderOptions(const std::vector<std::string>& args) {
             o.alpha = a == "--straight" ? Alpha::Straight : Alpha::Premultiplied;
         } else if (a == "--contact-sheet") {
             o.contactSheet = value(a);
+        } else if (a == "--sheet-columns") {
+            const std::string v = value(a);
+            const auto n = toInt(v);
+            if (!n || *n < 1 || *n > 1000) {
+                throw usageError("--sheet-columns " + v + ": expected 1 to 1000");
+            }
+            o.sheetColumns = *n;
         } else if (!a.empty() && a[0] == '-') {
             throw usageError("unknown option " + a);
         } else if (o.plugin.empty()) {

@@ -33,12 +33,15 @@ std::uint16_t glyph(char c) {
 
 } // namespace
 
-SheetLayout sheetLayout(int count, int frameWidth, int frameHeight) {
+SheetLayout sheetLayout(int count, int frameWidth, int frameHeight, int columns) {
     SheetLayout l;
     if (count <= 0 || frameWidth <= 0 || frameHeight <= 0) {
         return l;
     }
-    l.columns = std::max(1, static_cast<int>(std::ceil(std::sqrt(static_cast<double>(count)))));
+    l.columns =
+        columns > 0
+            ? std::min(columns, count)
+            : std::max(1, static_cast<int>(std::ceil(std::sqrt(static_cast<double>(count)))));
     l.rows = (count + l.columns - 1) / l.columns;
     l.thumbWidth = std::min(frameWidth, SheetLayout::kMaxThumbWidth);
     l.thumbHeight = std::max(1, static_cast<int>(std::lround(static_cast<double>(frameHeight) *

@@ -8,8 +8,8 @@
 namespace ofxrender {
 
 // Where the frames go on a contact sheet: a grid as close to square as the
-// count allows, thumbnails at most kMaxThumbWidth wide, each with its frame
-// number under it.
+// count allows (or `columns` wide: one row of 48 is a timeline strip),
+// thumbnails at most kMaxThumbWidth wide, each with its frame number under it.
 struct SheetLayout {
     static constexpr int kMaxThumbWidth = 160;
     static constexpr int kPad = 8;
@@ -26,7 +26,7 @@ struct SheetLayout {
     int height = 0;
 };
 
-SheetLayout sheetLayout(int count, int frameWidth, int frameHeight);
+SheetLayout sheetLayout(int count, int frameWidth, int frameHeight, int columns = 0);
 
 struct Thumbnail {
     int frame = 0;

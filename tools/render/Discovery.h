@@ -1,5 +1,7 @@
 #pragma once
 
+#include "PluginSearch.h"
+
 #include <memory>
 #include <optional>
 #include <string>
@@ -13,16 +15,12 @@ class Plugin;
 
 namespace ofxrender {
 
-// The folders searched for bundles: those of `pluginPath` (OFX_PLUGIN_PATH,
-// split at the platform's separator, empty entries skipped) and then the
-// platform's standard folder, each once.
-std::vector<std::string> pluginFolders(const char* pluginPath);
-// Folders from the OFX_PLUGIN_PATH of this process.
-std::vector<std::string> pluginFoldersFromEnvironment();
-
-// Every "*.ofx.bundle" folder in `folders` and below them (bundles are not
-// searched inside), sorted within each folder; missing folders are skipped.
-std::vector<std::string> findBundles(const std::vector<std::string>& folders);
+// Where plug-ins are looked for: our host's search, as every tool uses it.
+using ofxhost::findBundles;
+using ofxhost::pluginFolders;
+using ofxhost::pluginFoldersFromEnvironment;
+using ofxhost::pluginPathSeparator;
+using ofxhost::standardPluginFolder;
 
 // What `list` shows of one plug-in record.
 struct PluginSummary {

@@ -2,6 +2,7 @@
 
 #include "Error.h"
 #include "Image.h"
+#include "Interrupt.h"
 #include "Platform.h"
 
 #include <OpenImageIO/imagebuf.h>
@@ -219,6 +220,7 @@ void writeImage(const std::string& path, const Frame& frame, Depth depth, Alpha 
                          (why.empty() ? "no image writer for that extension" : why));
     }
     const std::string temporary = temporaryNameFor(path);
+    const FileBeingWritten marked(temporary);
     auto discard = [&](const std::string& why) {
         out.reset();
         std::error_code ignored;

@@ -208,10 +208,80 @@ std::vector<ParamInfo> describeParams(const ofxhost::EffectDescriptor& descripto
             p.hint = props.getString(kOfxParamPropHint);
         }
         p.secret = props.has(kOfxParamPropSecret) && props.getInt(kOfxParamPropSecret) != 0;
+        p.animates = !props.has(kOfxParamPropAnimates) || props.getInt(kOfxParamPropAnimates) != 0;
         out.push_back(std::move(p));
     }
     return out;
 }
+
+namespace {
+
+bool isText(const ParamInfo& p) {
+    return p.type == kOfxParamTypeString || p.type == kOfxParamTypeCustom ||
+           p.type == kOfxParamTypeStrChoice;
+}
+
+// One value of `p` as typed; `reject` makes the error for a bad one.
+template <typename Reject>
+ofxhost::ParamValue parseValue(const ParamInfo& p, const std::string& value, Reject reject) {
+    ofxhost::ParamValue out;
+    if (p.type == kOfxParamTypeString || p.type == kOfxParamTypeCustom) {
+        out.text = value;
+        return out;
+    }
+    if (p.type == kOfxParamTypeStrChoice) {
+        if (std::find(p.options.begin(), p.options.end(), value) == p.options.end()) {
+            throw reject("'" + value + "' is not an option");
+        }
+        out.text = value;
+        return out;
+    }
+    if (p.type == kOfxParamTypeBoolean) {
+        const std::string v = lower(trim(value));
+        if (v == "true" || v == "1") {
+            out.numbers = {1.0};
+        } else if (v == "false" || v == "0") {
+            out.numbers = {0.0};
+        } else {
+            throw reject("'" + value + "' is not a boolean");
+        }
+        return out;
+    }
+    if (p.type == kOfxParamTypeChoice) {
+        for (std::size_t i = 0; i < p.options.size(); ++i) {
+            if (lower(p.options[i]) == lower(trim(value))) {
+                out.numbers = {static_cast<double>(i)};
+                return out;
+            }
+        }
+        const auto index = parseNumber(value, true);
+        if (!index || *index < 0 || *index >= static_cast<double>(p.options.size())) {
+            throw reject("'" + value + "' is not an option");
+        }
+        out.numbers = {*index};
+        return out;
+    }
+
+    const std::vector<std::string> parts = split(value, ',');
+    if (static_cast<int>(parts.size()) != p.dimension) {
+        throw reject("expected " + std::to_string(p.dimension) + " value" +
+                     (p.dimension == 1 ? "" : "s") + ", got " + std::to_string(parts.size()));
+    }
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+        const auto v = parseNumber(parts[i], p.integer);
+        if (!v) {
+            throw reject("'" + trim(parts[i]) + "' is not " +
+                         (p.integer ? "a whole number" : "a number"));
+        }
+        if ((i < p.min.size() && *v < p.min[i]) || (i < p.max.size() && *v > p.max[i])) {
+            throw reject(trim(parts[i]) + " is out of range");
+        }
+        out.numbers.push_back(*v);
+    }
+    return out;
+}
+
+} // namespace
 
 ParamSetting parseSetting(std::string_view assignment, const std::vector<ParamInfo>& params) {
     const std::size_t eq = assignment.find('=');
@@ -241,60 +311,57 @@ ParamSetting parseSetting(std::string_view assignment, const std::vector<ParamIn
         throw reject("parameter '" + p.name + "' has no value");
     }
 
-    ParamSetting setting{p.name, {}};
-    if (p.type == kOfxParamTypeString || p.type == kOfxParamTypeCustom) {
-        setting.value.text = value;
-        return setting;
-    }
-    if (p.type == kOfxParamTypeStrChoice) {
-        if (std::find(p.options.begin(), p.options.end(), value) == p.options.end()) {
-            throw reject("'" + value + "' is not an option");
-        }
-        setting.value.text = value;
-        return setting;
-    }
-    if (p.type == kOfxParamTypeBoolean) {
-        const std::string v = lower(trim(value));
-        if (v == "true" || v == "1") {
-            setting.value.numbers = {1.0};
-        } else if (v == "false" || v == "0") {
-            setting.value.numbers = {0.0};
-        } else {
-            throw reject("'" + value + "' is not a boolean");
-        }
-        return setting;
-    }
-    if (p.type == kOfxParamTypeChoice) {
-        for (std::size_t i = 0; i < p.options.size(); ++i) {
-            if (lower(p.options[i]) == lower(trim(value))) {
-                setting.value.numbers = {static_cast<double>(i)};
-                return setting;
-            }
-        }
-        const auto index = parseNumber(value, true);
-        if (!index || *index < 0 || *index >= static_cast<double>(p.options.size())) {
-            throw reject("'" + value + "' is not an option");
-        }
-        setting.value.numbers = {*index};
+    ParamSetting setting{p.name, {}, {}};
+    // Text may hold '@' itself: only other values are keyed.
+    if (isText(p) || value.find('@') == std::string::npos) {
+        setting.value = parseValue(p, value, reject);
         return setting;
     }
 
+    // Keys, "value@frame,value@frame...": a value of several components
+    // ends at the component that carries the frame ("1,0,0@1,0,1,0@48").
+    auto keyError = [&](const std::string& why) {
+        return usageError("--set " + std::string(assignment) + ": " + why +
+                          "; keys are value@frame, separated by commas, e.g. " + p.name + "=" +
+                          (p.type == kOfxParamTypeBoolean ? "false@1,true@10" : "0@1,100@48"));
+    };
+    if (!p.animates) {
+        throw usageError("--set " + std::string(assignment) + ": " + p.name + " (\"" + p.label +
+                         "\") cannot be animated: the effect holds one value over the whole "
+                         "clip; give it one value, e.g. " +
+                         p.name + "=" + defaultText(p));
+    }
     const std::vector<std::string> parts = split(value, ',');
-    if (static_cast<int>(parts.size()) != p.dimension) {
-        throw reject("expected " + std::to_string(p.dimension) + " value" +
-                     (p.dimension == 1 ? "" : "s") + ", got " + std::to_string(parts.size()));
-    }
+    std::string pending;
     for (std::size_t i = 0; i < parts.size(); ++i) {
-        const auto v = parseNumber(parts[i], p.integer);
-        if (!v) {
-            throw reject("'" + trim(parts[i]) + "' is not " +
-                         (p.integer ? "a whole number" : "a number"));
+        const std::size_t at = parts[i].find('@');
+        if (at == std::string::npos) {
+            pending += parts[i] + ",";
+            continue;
         }
-        if ((i < p.min.size() && *v < p.min[i]) || (i < p.max.size() && *v > p.max[i])) {
-            throw reject(trim(parts[i]) + " is out of range");
+        const std::string frame = trim(parts[i].substr(at + 1));
+        const auto time = parseNumber(frame, false);
+        if (!time) {
+            throw keyError("'" + frame + "' is not a frame");
         }
-        setting.value.numbers.push_back(*v);
+        ParamKey key;
+        key.time = *time;
+        key.value = parseValue(p, pending + parts[i].substr(0, at), reject);
+        pending.clear();
+        for (const ParamKey& k : setting.keys) {
+            if (k.time == key.time) {
+                throw keyError("two keys at frame " + frame);
+            }
+        }
+        setting.keys.push_back(std::move(key));
     }
+    if (!pending.empty()) {
+        pending.pop_back();
+        throw keyError("'" + pending + "' has no @frame");
+    }
+    std::sort(setting.keys.begin(), setting.keys.end(),
+              [](const ParamKey& a, const ParamKey& b) { return a.time < b.time; });
+    setting.value = setting.keys.front().value;
     return setting;
 }
 

@@ -26,6 +26,7 @@ struct ParamInfo {
     std::vector<std::string> options; // choice parameters
     std::string hint;
     bool secret = false;
+    bool animates = true; // takes keys (kOfxParamPropAnimates, 1 unless said)
 };
 
 // "Double", "Boolean", "RGBA"...: the type without its prefix.
@@ -38,15 +39,25 @@ std::string defaultText(const ParamInfo& param);
 
 std::vector<ParamInfo> describeParams(const ofxhost::EffectDescriptor& descriptor);
 
-// A value to set on an instance before it renders.
-struct ParamSetting {
-    std::string name;
+// A value at one frame: doubles go linearly from key to key, other types
+// step; before the first key and after the last the value is held.
+struct ParamKey {
+    double time = 0.0;
     ofxhost::ParamValue value;
 };
 
-// Parses "name=value" against the parameters of the effect. Throws
-// RenderError (usage) with one line naming the parameter and what it takes
-// for an unknown name, a value of the wrong type or one out of range.
+// A value to set on an instance before it renders: one value, or keys.
+struct ParamSetting {
+    std::string name;
+    ofxhost::ParamValue value;  // with keys: the first key's
+    std::vector<ParamKey> keys; // in time order; empty for a constant value
+};
+
+// Parses "name=value", or "name=value@frame,value@frame..." for keys, against
+// the parameters of the effect. Throws RenderError (usage) with one line
+// naming the parameter and what it takes for an unknown name, a value of the
+// wrong type or one out of range, and for keys on a parameter that the effect
+// does not let animate. Text values are never keyed: '@' is part of them.
 ParamSetting parseSetting(std::string_view assignment, const std::vector<ParamInfo>& params);
 
 } // namespace ofxrender

@@ -26,27 +26,56 @@ std::optional<int> parseInt(std::string_view text) {
 
 } // namespace
 
-std::optional<FrameRange> parseFrameRange(std::string_view text, std::string* error) {
-    auto fail = [&](const std::string& why) -> std::optional<FrameRange> {
+std::optional<std::vector<int>> parseFrameList(std::string_view text, std::string* error) {
+    auto fail = [&](const std::string& why) -> std::optional<std::vector<int>> {
         if (error != nullptr) {
-            *error = "bad frame range '" + std::string(text) + "': " + why;
+            *error = "bad frame list '" + std::string(text) + "': " + why;
         }
         return std::nullopt;
     };
-    // The separating '-' is the first one after the first character, so that
-    // the first number may be negative.
-    const std::size_t dash = text.size() > 1 ? text.find('-', 1) : std::string_view::npos;
-    const std::string_view a = text.substr(0, dash);
-    const std::string_view b = dash == std::string_view::npos ? text : text.substr(dash + 1);
-    const auto first = parseInt(a);
-    const auto last = parseInt(b);
-    if (!first || !last) {
-        return fail("expected A-B or A, with whole frame numbers");
+    const char* const form = "expected frames like 1-48x2,60,72-80 (whole numbers)";
+    std::vector<int> frames;
+    std::size_t start = 0;
+    for (;;) {
+        const std::size_t comma = text.find(',', start);
+        const std::string_view item =
+            text.substr(start, comma == std::string_view::npos ? comma : comma - start);
+        // "A", "A-B" or "A-BxN". The separating '-' is the first one after
+        // the first character, so that the first number may be negative.
+        const std::size_t x = item.find('x');
+        const std::string_view range = item.substr(0, x);
+        const std::size_t dash = range.size() > 1 ? range.find('-', 1) : std::string_view::npos;
+        const auto first = parseInt(range.substr(0, dash));
+        const auto last = dash == std::string_view::npos ? first : parseInt(range.substr(dash + 1));
+        const auto step =
+            x == std::string_view::npos ? std::optional<int>(1) : parseInt(item.substr(x + 1));
+        if (!first || !last || !step ||
+            (x != std::string_view::npos && dash == std::string_view::npos)) {
+            return fail(item.empty() ? std::string("an empty item; ") + form
+                                     : "'" + std::string(item) + "': " + form);
+        }
+        if (*last < *first) {
+            return fail("'" + std::string(item) + "': the last frame comes before the first");
+        }
+        if (*step < 1) {
+            return fail("'" + std::string(item) + "': the step must be 1 or more");
+        }
+        // In 64 bits: the span of two ints does not fit in one.
+        const long long count = (static_cast<long long>(*last) - *first) / *step + 1;
+        if (count + static_cast<long long>(frames.size()) > kMaxFrames) {
+            return fail("more than " + std::to_string(kMaxFrames) + " frames");
+        }
+        for (long long i = 0; i < count; ++i) {
+            frames.push_back(static_cast<int>(*first + i * *step));
+        }
+        if (comma == std::string_view::npos) {
+            break;
+        }
+        start = comma + 1;
     }
-    if (*last < *first) {
-        return fail("the last frame comes before the first");
-    }
-    return FrameRange{*first, *last};
+    std::sort(frames.begin(), frames.end());
+    frames.erase(std::unique(frames.begin(), frames.end()), frames.end());
+    return frames;
 }
 
 SequencePattern SequencePattern::parse(const std::string& text) {

@@ -7,16 +7,17 @@
 
 namespace ofxrender {
 
-// An inclusive range of frame numbers, "A-B" or "A" on the command line.
-struct FrameRange {
-    int first = 0;
-    int last = 0;
-    int count() const { return last - first + 1; }
-};
+// The most frames one command may ask for: enough for any shot, small enough
+// that a typing slip such as "1-100000000" is caught instead of queued.
+constexpr long long kMaxFrames = 1000000;
 
-// Parses "12", "0-23" or "-5--1"; nullopt (and a reason in *error) for
-// anything else, including a range that runs backwards.
-std::optional<FrameRange> parseFrameRange(std::string_view text, std::string* error = nullptr);
+// Parses a frame list as render farms write them: comma-separated items, each
+// a frame "60", a range "1-48" or a range with a step "1-48x2" (1, 3 .. 47).
+// Frames may be negative ("-5--1"). The result is in ascending order with
+// each frame once. nullopt (and a reason in *error) for anything else,
+// including a range that runs backwards, a step below 1 and more than
+// kMaxFrames frames.
+std::optional<std::vector<int>> parseFrameList(std::string_view text, std::string* error = nullptr);
 
 // A file name that may hold a frame number: "shot.####.png" (one '#' per
 // digit), "shot.%04d.png" or "shot.%d.png". Without one it names a single file.

@@ -1,3 +1,4 @@
+#include "Interrupt.h"
 #include "Platform.h"
 
 #include <io.h>
@@ -7,17 +8,43 @@ namespace ofxrender {
 
 bool isTerminal(std::FILE* stream) { return _isatty(_fileno(stream)) != 0; }
 
-char pathListSeparator() { return ';'; }
+unsigned long processId() { return static_cast<unsigned long>(GetCurrentProcessId()); }
 
-std::string standardPluginFolder() {
-    char buffer[MAX_PATH];
-    const DWORD n = GetEnvironmentVariableA("CommonProgramFiles", buffer, MAX_PATH);
-    if (n > 0 && n < MAX_PATH) {
-        return std::string(buffer, n) + "\\OFX\\Plugins";
-    }
-    return "C:\\Program Files\\Common Files\\OFX\\Plugins";
+void removeFileNow(const char* path) noexcept { DeleteFileA(path); }
+
+namespace {
+
+std::atomic<bool>* interruptFlag = nullptr;
+std::atomic<int> interrupts{0};
+
+void say(const char* text) {
+    DWORD written = 0;
+    WriteFile(GetStdHandle(STD_ERROR_HANDLE), text, static_cast<DWORD>(lstrlenA(text)), &written,
+              nullptr);
 }
 
-unsigned long processId() { return static_cast<unsigned long>(GetCurrentProcessId()); }
+// Windows runs this on a thread of its own.
+BOOL WINAPI onConsoleEvent(DWORD event) {
+    const bool interrupt = event == CTRL_C_EVENT || event == CTRL_BREAK_EVENT;
+    if (interrupt && interrupts.fetch_add(1) == 0) {
+        if (interruptFlag != nullptr) {
+            interruptFlag->store(true);
+        }
+        say("\nofx-render: stopping: frames being rendered are abandoned "
+            "(Ctrl-C again to quit at once)\n");
+        return TRUE;
+    }
+    // A second Ctrl-C, or the console closing: now.
+    removeFilesBeingWritten();
+    say("\nofx-render: quit\n");
+    ExitProcess(130);
+}
+
+} // namespace
+
+void installInterruptHandler(std::atomic<bool>* flag) {
+    interruptFlag = flag;
+    SetConsoleCtrlHandler(onConsoleEvent, TRUE);
+}
 
 } // namespace ofxrender

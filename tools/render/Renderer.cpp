@@ -9,6 +9,7 @@
 #include "Sample.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <filesystem>
 #include <map>
@@ -112,7 +113,7 @@ private:
 };
 
 struct Job {
-    FrameRange range;
+    std::vector<int> frames; // ascending, each once
     SequencePattern output;
     Depth depth = Depth::U8;
     Alpha inputAlpha = Alpha::Premultiplied;
@@ -121,12 +122,59 @@ struct Job {
     int height = 0;
 };
 
+// "0-23", or "1-47x2,60,72-80" folded back into runs of one step.
+std::string framesText(const std::vector<int>& frames) {
+    std::string text;
+    for (std::size_t i = 0; i < frames.size();) {
+        std::size_t j = i + 1;
+        const long long step =
+            j < frames.size() ? static_cast<long long>(frames[j]) - frames[i] : 1;
+        while (j < frames.size() && static_cast<long long>(frames[j]) - frames[j - 1] == step) {
+            ++j;
+        }
+        // Two frames a step apart read better as a list than as a range.
+        if (j - i == 2 && step > 1) {
+            j = i + 1;
+        }
+        text += (text.empty() ? "" : ",") + std::to_string(frames[i]);
+        if (j - i > 1) {
+            text += "-" + std::to_string(frames[j - 1]);
+            if (step > 1) {
+                text += "x" + std::to_string(step);
+            }
+        }
+        i = j;
+    }
+    return text;
+}
+
 std::string contextLabel(const std::string& context) {
     const std::string prefix = "OfxImageEffectContext";
     return context.compare(0, prefix.size(), prefix) == 0 ? context.substr(prefix.size()) : context;
 }
 
 } // namespace
+
+std::string summaryLine(const RenderReport& report, const std::string& output) {
+    const int written = static_cast<int>(report.written.size());
+    char text[160];
+    std::snprintf(text, sizeof text, "%s %d of %d frame%s",
+                  written == report.requested ? "wrote" : "stopped after writing", written,
+                  report.requested, report.requested == 1 ? "" : "s");
+    std::string line = text + (" to " + output);
+    std::snprintf(text, sizeof text, " in %.1f s", report.seconds);
+    line += text;
+    if (written > 0 && report.seconds > 0.0) {
+        std::snprintf(text, sizeof text, " (%.1f fps)", written / report.seconds);
+        line += text;
+    }
+    if (report.slowest) {
+        std::snprintf(text, sizeof text, "; slowest frame %d (%.2f s)", report.slowest->frame,
+                      report.slowest->seconds);
+        line += text;
+    }
+    return line;
+}
 
 RenderReport render(const RenderOptions& options, std::FILE* out, bool terminal,
                     const std::atomic<bool>* cancel) {
@@ -149,27 +197,35 @@ RenderReport render(const RenderOptions& options, std::FILE* out, bool terminal,
         Job job;
         job.output = SequencePattern::parse(options.output);
         if (options.frames) {
-            job.range = *options.frames;
+            job.frames = *options.frames;
         } else if (options.sample) {
-            job.range = {0, 23};
+            for (int f = 0; f <= 23; ++f) {
+                job.frames.push_back(f);
+            }
         } else if (source.isSequence()) {
             const std::vector<int> found = source.pattern().framesOnDisk();
             if (found.empty()) {
                 throw failure("no input frames: no file matches " + options.input);
             }
-            job.range = {found.front(), found.back()};
+            for (int f = found.front(); f <= found.back(); ++f) {
+                job.frames.push_back(f);
+            }
         } else {
-            job.range = {0, 0};
+            job.frames = {0};
         }
-        report.requested = job.range.count();
-        if (!job.output.isSequence() && job.range.count() > 1) {
+        if (job.frames.empty()) {
+            throw usageError("no frames to render");
+        }
+        const int frameCount = static_cast<int>(job.frames.size());
+        const int firstFrame = job.frames.front();
+        report.requested = frameCount;
+        if (!job.output.isSequence() && frameCount > 1) {
             throw usageError("output " + options.output + " has no frame number for " +
-                             std::to_string(job.range.count()) +
-                             " frames: use #### or %04d in its name");
+                             std::to_string(frameCount) + " frames: use #### or %04d in its name");
         }
         if (!options.sample) {
             if (source.isSequence()) {
-                for (int f = job.range.first; f <= job.range.last; ++f) {
+                for (int f : job.frames) {
                     const std::string file = source.pattern().fileFor(f);
                     std::error_code ec;
                     if (!fs::is_regular_file(file, ec)) {
@@ -180,7 +236,7 @@ RenderReport render(const RenderOptions& options, std::FILE* out, bool terminal,
                 throw failure("missing input file " + options.input);
             }
         }
-        const ImageInfo info = source.info(job.range.first);
+        const ImageInfo info = source.info(firstFrame);
         job.inputAlpha = info.stored;
         job.outputAlpha = options.alpha.value_or(defaultAlpha(options.output));
         if (options.depth) {
@@ -199,7 +255,7 @@ RenderReport render(const RenderOptions& options, std::FILE* out, bool terminal,
                                  problem);
             }
         }
-        const Frame first = source.frame(job.range.first);
+        const Frame first = source.frame(firstFrame);
         job.width = first.width;
         job.height = first.height;
 
@@ -209,7 +265,8 @@ RenderReport render(const RenderOptions& options, std::FILE* out, bool terminal,
         config.label = "ofx-render";
         config.project.width = job.width;
         config.project.height = job.height;
-        config.project.duration = job.range.count();
+        config.project.duration =
+            static_cast<double>(job.frames.back()) - static_cast<double>(firstFrame) + 1.0;
         ofxhost::Host host(config);
         OpenedPlugin opened = openPlugin(options.plugin, options.pluginFolders.empty()
                                                              ? pluginFoldersFromEnvironment()
@@ -252,12 +309,18 @@ RenderReport render(const RenderOptions& options, std::FILE* out, bool terminal,
         for (const std::string& s : options.settings) {
             settings.push_back(parseSetting(s, params));
         }
+        std::vector<std::string> animated;
+        for (const ParamSetting& s : settings) {
+            if (!s.keys.empty()) {
+                animated.push_back(s.name);
+            }
+        }
 
         // Output folders are made only once nothing else can go wrong early.
         if (!options.contactSheet.empty()) {
             checkWritableFolder(options.contactSheet);
         }
-        checkWritableFolder(job.output.fileFor(job.range.first));
+        checkWritableFolder(job.output.fileFor(firstFrame));
 
         // Source frames being rendered, by time: the plug-in may ask for
         // one from any of its threads. Declared before the instance, which
@@ -273,11 +336,19 @@ RenderReport render(const RenderOptions& options, std::FILE* out, bool terminal,
         }
         for (const ParamSetting& s : settings) {
             try {
-                instance->setValue(s.name, s.value);
+                if (s.keys.empty()) {
+                    instance->setValue(s.name, s.value);
+                }
+                for (const ParamKey& key : s.keys) {
+                    instance->setValueAtTime(s.name, key.time, key.value);
+                }
             } catch (const std::exception& e) {
                 throw usageError("--set " + s.name + ": " + e.what());
             }
         }
+        // Ctrl-C reaches frames in flight through the host's abort flag: the
+        // plug-in stops at its next progress check.
+        instance->setAbortFlag(cancel);
 
         instance->setClipFrames(kOfxImageEffectSimpleSourceClipName,
                                 [&](OfxTime t) -> std::optional<ofxhost::ImageDesc> {
@@ -307,7 +378,7 @@ RenderReport render(const RenderOptions& options, std::FILE* out, bool terminal,
             options.threads > 0
                 ? options.threads
                 : static_cast<int>(std::min(4u, std::max(1u, std::thread::hardware_concurrency())));
-        threads = std::min(threads, job.range.count());
+        threads = std::min(threads, frameCount);
         if (!concurrent) {
             threads = 1;
         }
@@ -317,10 +388,10 @@ RenderReport render(const RenderOptions& options, std::FILE* out, bool terminal,
         const int scaledHeight =
             std::max(1, static_cast<int>(std::lround(job.height * options.scale)));
 
-        std::fprintf(out, "%s: %s, %s context, frames %d-%d, %dx%d%s -> %s (%s, %s alpha)\n",
+        std::fprintf(out, "%s: %s, %s context, frames %s, %dx%d%s -> %s (%s, %s alpha)\n",
                      plugin.identifier().c_str(),
                      (plugin.descriptor()->properties().getString(kOfxPropLabel)).c_str(),
-                     contextLabel(context).c_str(), job.range.first, job.range.last, scaledWidth,
+                     contextLabel(context).c_str(), framesText(job.frames).c_str(), scaledWidth,
                      scaledHeight,
                      options.sample ? " (built-in sample)"
                                     : (std::string(" from ") + options.input + " (" +
@@ -331,27 +402,42 @@ RenderReport render(const RenderOptions& options, std::FILE* out, bool terminal,
                      concurrent ? "" : " (the plug-in is not fully thread safe)");
         std::fflush(out);
 
-        const SheetLayout layout = sheetLayout(job.range.count(), scaledWidth, scaledHeight);
+        for (const ParamSetting& s : settings) {
+            if (!s.keys.empty()) {
+                std::fprintf(out, "animated: %s, %zu key%s from frame %g to %g\n", s.name.c_str(),
+                             s.keys.size(), s.keys.size() == 1 ? "" : "s", s.keys.front().time,
+                             s.keys.back().time);
+            }
+        }
+        std::fflush(out);
+
+        const SheetLayout layout =
+            sheetLayout(frameCount, scaledWidth, scaledHeight, options.sheetColumns);
         std::map<int, Thumbnail> thumbnails;
         std::vector<int> written;
+        int stoppedInFlight = 0;
+        FrameTime slowest;
         std::mutex resultsMutex;
         std::string firstFailure;
         ExitCode failureCode = ExitCode::Ok;
-        std::atomic<int> next{job.range.first};
+        std::atomic<std::size_t> next{0};
         std::atomic<bool> stop{false};
-        Progress progress(job.range.count(), out, terminal);
+        auto cancelled = [&]() { return cancel != nullptr && cancel->load(); };
+        Progress progress(frameCount, out, terminal);
 
         auto worker = [&]() {
             for (;;) {
-                if (stop.load() || (cancel != nullptr && cancel->load())) {
+                if (stop.load() || cancelled()) {
                     return;
                 }
-                const int f = next.fetch_add(1);
-                if (f > job.range.last) {
+                const std::size_t index = next.fetch_add(1);
+                if (index >= job.frames.size()) {
                     return;
                 }
+                const int f = job.frames[index];
+                const auto started = std::chrono::steady_clock::now();
                 try {
-                    Frame in = f == job.range.first ? first : source.frame(f);
+                    Frame in = f == firstFrame ? first : source.frame(f);
                     if (in.width != job.width || in.height != job.height) {
                         throw failure("input frame " + std::to_string(f) + " is " +
                                       std::to_string(in.width) + "x" + std::to_string(in.height) +
@@ -373,6 +459,13 @@ RenderReport render(const RenderOptions& options, std::FILE* out, bool terminal,
                         std::lock_guard<std::mutex> lock(framesMutex);
                         inFlight.erase(time);
                     }
+                    // A render that saw the abort flag may have stopped half
+                    // way and still answered OK: its output is not the frame.
+                    if (cancelled()) {
+                        std::lock_guard<std::mutex> lock(resultsMutex);
+                        ++stoppedInFlight;
+                        return;
+                    }
                     if (result.status != kOfxStatOK || !result.output) {
                         std::string step = "render";
                         for (const auto& s : result.steps) {
@@ -390,9 +483,15 @@ RenderReport render(const RenderOptions& options, std::FILE* out, bool terminal,
                     const Frame rendered = fromImageBuffer(*result.output, premultiplied);
                     const std::string file = job.output.fileFor(f);
                     writeImage(file, rendered, job.depth, job.outputAlpha);
+                    const double seconds =
+                        std::chrono::duration<double>(std::chrono::steady_clock::now() - started)
+                            .count();
                     {
                         std::lock_guard<std::mutex> lock(resultsMutex);
                         written.push_back(f);
+                        if (written.size() == 1 || seconds > slowest.seconds) {
+                            slowest = {f, seconds};
+                        }
                         if (!options.contactSheet.empty()) {
                             thumbnails[f] = makeThumbnail(f, rendered, layout);
                         }
@@ -430,13 +529,9 @@ RenderReport render(const RenderOptions& options, std::FILE* out, bool terminal,
         std::sort(written.begin(), written.end());
         report.written = written;
         report.seconds = progress.elapsedSeconds();
-        if (!options.contactSheet.empty() && !thumbnails.empty()) {
-            std::vector<Thumbnail> ordered;
-            for (auto& entry : thumbnails) {
-                ordered.push_back(std::move(entry.second));
-            }
-            writeImage(options.contactSheet, contactSheet(ordered, layout), Depth::U8,
-                       Alpha::Straight);
+        report.stoppedInFlight = stoppedInFlight;
+        if (!written.empty()) {
+            report.slowest = slowest;
         }
         if (!firstFailure.empty()) {
             report.code = failureCode;
@@ -445,15 +540,23 @@ RenderReport render(const RenderOptions& options, std::FILE* out, bool terminal,
             report.code = ExitCode::Cancelled;
             report.message = "cancelled: " + std::to_string(written.size()) + " of " +
                              std::to_string(report.requested) + " frames written";
+            if (stoppedInFlight > 0) {
+                report.message += ", " + std::to_string(stoppedInFlight) + " stopped in flight";
+            }
         }
-        std::fprintf(out, "%s %zu of %d frames to %s in %.1f s",
-                     report.code == ExitCode::Ok ? "wrote" : "stopped after writing",
-                     written.size(), report.requested, options.output.c_str(), report.seconds);
-        if (!written.empty() && report.seconds > 0.0) {
-            std::fprintf(out, " (%.1f fps)", static_cast<double>(written.size()) / report.seconds);
+        // A sheet of some of the frames would pass for the whole shot.
+        const bool sheet = !options.contactSheet.empty() && report.code == ExitCode::Ok;
+        if (sheet) {
+            std::vector<Thumbnail> ordered;
+            for (auto& entry : thumbnails) {
+                ordered.push_back(std::move(entry.second));
+            }
+            writeImage(options.contactSheet, contactSheet(ordered, layout), Depth::U8,
+                       Alpha::Straight);
         }
-        std::fprintf(out, "\n");
-        if (!options.contactSheet.empty() && !thumbnails.empty()) {
+        std::fputs(summaryLine(report, options.output).c_str(), out);
+        std::fputc('\n', out);
+        if (sheet) {
             std::fprintf(out, "contact sheet: %s (%dx%d, %d frames)\n",
                          options.contactSheet.c_str(), layout.width, layout.height,
                          static_cast<int>(thumbnails.size()));

@@ -2,28 +2,16 @@
 // command line, through our own host. See Cli.cpp for the commands.
 
 #include "Cli.h"
+#include "Interrupt.h"
 
 #include <atomic>
-#include <csignal>
 #include <cstdio>
 #include <string>
 #include <vector>
 
-namespace {
-
-std::atomic<bool> cancelled{false};
-
-extern "C" void onInterrupt(int) {
-    cancelled = true;
-    // A second Ctrl-C ends the process at once.
-    std::signal(SIGINT, SIG_DFL);
-}
-
-} // namespace
-
 int main(int argc, char** argv) {
-    std::signal(SIGINT, onInterrupt);
-    std::signal(SIGTERM, onInterrupt);
+    static std::atomic<bool> cancelled{false};
+    ofxrender::installInterruptHandler(&cancelled);
     std::vector<std::string> args(argv + 1, argv + argc);
     return ofxrender::runCommand(args, stdout, stderr, &cancelled);
 }
