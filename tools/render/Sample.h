@@ -1,12 +1,15 @@
 #pragma once
 
 #include "ImageIO.h"
+#include "SampleClip.h"
 
 namespace ofxrender {
 
-// One frame of the built-in sample clip: a colourful gradient that drifts
-// with time, a few bright spots circling over it (the effect's mask follows
-// bright areas) and alpha that falls off towards the corners, premultiplied.
-Frame sampleFrame(int frame, int width, int height);
+// One frame of the built-in sample clip (see sqsample::sampleFrame).
+inline Frame sampleFrame(int frame, int width, int height) {
+    Frame out(width, height);
+    sqsample::sampleFrame(frame, width, height, out.pixels.data());
+    return out;
+}
 
 } // namespace ofxrender
