@@ -8,6 +8,17 @@
 namespace VX {
 namespace Image {
 
+// What a blur of `output` needs from an input whose region of definition is
+// `whole`: all of it. Each line of the recursion starts at the input's edges,
+// so a pixel's value does not depend on the render window or on how a host
+// tiles the frame. An unbounded input, or a window that misses it, needs
+// only the window.
+inline Rect blurRegionOfInterest(const Rect& output, const Rect& whole) {
+    if (whole == kInfiniteRect || intersect(output, whole).empty())
+        return output;
+    return whole;
+}
+
 // The settings of a separable blur: a size (standard deviation, in pixels)
 // and a derivative order per pass, the first pass along rows and the second
 // along columns, and a threshold for the device path.
@@ -22,11 +33,9 @@ public:
             connect<Host>(*this, *input);
     }
 
-    // The region of interest is the output rectangle itself, as for every
-    // filter: the recursion starts each line at the edge of what it is
-    // given, in its steady state. A render over the whole frame, which is
-    // what hosts ask for, blurs the whole frame; a smaller window blurs what
-    // lies inside it.
+    Rect regionOfInterest(const Rect& output, std::size_t index) const override {
+        return blurRegionOfInterest(output, this->inputs[index]->regionOfDefinition());
+    }
 
     float firstSize;
     float secondSize;

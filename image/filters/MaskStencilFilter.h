@@ -2,6 +2,7 @@
 
 #include "image/Filter.h"
 #include "image/Progress.h"
+#include "image/filters/BlurFilterBase.h"
 #include "image/filters/PointFilter.h"
 #include "image/kernels/DericheKernels.h"
 #include "image/kernels/DericheLines.h"
@@ -36,6 +37,10 @@ public:
 
     const char* name() const override { return "maskStencil"; }
     std::uint64_t cost() const override { return cost_; }
+    // The blur's rule: whole lines of the input.
+    Rect regionOfInterest(const Rect& output, std::size_t index) const override {
+        return blurRegionOfInterest(output, this->inputs[index]->regionOfDefinition());
+    }
 
     void process(Host& host, HostImage& destination, const InputImages& images) override {
         // The checks of the filters it stands for: one input of the result's
@@ -54,7 +59,13 @@ public:
         s.columns = &columns;
         s.family = currentKernelFamily(dericheFamilies());
         ::VX::Host::OFX::ImageBuffer planes(&host);
-        MaskStencilPlan plan(destination, *images.front(), this->needed, s, planes);
+        // The blur's lines: what the input has of the region asked of it.
+        const Rect lines = intersect(regionOfInterest(this->needed, 0), images.front()->bounds);
+        MaskStencilPlan plan(destination, *images.front(), lines, s, planes);
+        // Beyond the input the image it stencils is transparent black, and
+        // so is the result.
+        const Rect written = intersect(destination.bounds, lines);
+        clearOutside(destination, destination.bounds, written.empty() ? Rect{0, 0, 0, 0} : written);
         Pass first{&plan, &host, false, {false}};
         host.runThreads(&MaskStencilFilter::passWorker, &first);
         if (first.outOfMemory.load())

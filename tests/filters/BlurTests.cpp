@@ -397,13 +397,17 @@ INSTANTIATE_TEST_SUITE_P(
                depthName(std::get<1>(nameOf.param)) + "_" + std::get<2>(nameOf.param).name;
     });
 
-TEST(GaussianBlurFilterRegions, AsksForWhatItRendersAtAnyCost) {
+TEST(GaussianBlurFilterRegions, AsksForTheWholeInputAtAnyCost) {
     PixelImage image = makeImage(8, 4, {-20, -10, 100, 70});
     VX::Image::FilterLayer<Bridge> layer(&image.image);
     GaussianBlurFilter<Bridge> blur(&layer, 2.0f, 5.0f, 0.0f, 0, 0);
     ASSERT_EQ(blur.inputs.size(), 1u);
     EXPECT_EQ(blur.regionOfDefinition(), image.image.rod);
-    EXPECT_EQ(blur.regionOfInterest({10, 10, 20, 20}, 0), (Rect{10, 10, 20, 20}));
+    // Whole lines of the input for any window that meets it, so that a tile
+    // comes out as the same part of the whole frame would.
+    EXPECT_EQ(blur.regionOfInterest({10, 10, 20, 20}, 0), image.image.rod);
+    EXPECT_EQ(blur.regionOfInterest({-30, -30, 200, 200}, 0), image.image.rod);
+    EXPECT_EQ(blur.regionOfInterest({100, 0, 120, 10}, 0), (Rect{100, 0, 120, 10}));
     GaussianBlurFilter<Bridge> wide(&layer, 200.0f, 500.0f, 0.0f, 0, 0);
     EXPECT_EQ(blur.cost(), 1u);
     EXPECT_EQ(wide.cost(), 1u) << "the same whatever the size";
