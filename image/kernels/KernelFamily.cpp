@@ -1,6 +1,7 @@
 #include "image/kernels/KernelFamily.h"
 
 #include <atomic>
+#include <cctype>
 
 namespace VX {
 namespace Image {
@@ -8,6 +9,11 @@ namespace Image {
 namespace {
 // -1: nothing forced.
 std::atomic<int> gForced{-1};
+// The widest family allowed; kKernelFamilyCount - 1: every family.
+std::atomic<int> gWidest{kKernelFamilyCount - 1};
+
+// The families up to and including `family`.
+std::uint32_t familiesUpTo(KernelFamily family) { return (familyBit(family) << 1) - 1; }
 } // namespace
 
 const char* kernelFamilyName(KernelFamily family) {
@@ -53,14 +59,34 @@ KernelFamily chooseKernelFamily(std::uint32_t runnable, std::uint32_t offered) {
 
 std::uint32_t processorFamilies() { return runnableFamilies(cpuFeatures(), wideVectorFamilies()); }
 
+std::optional<KernelFamily> kernelFamilyFromName(std::string_view name) {
+    for (int f = 0; f < kKernelFamilyCount; ++f) {
+        const std::string_view known = kernelFamilyName(KernelFamily(f));
+        if (known.size() != name.size())
+            continue;
+        bool same = true;
+        for (std::size_t i = 0; i < known.size() && same; ++i)
+            same = std::toupper(static_cast<unsigned char>(name[i])) ==
+                   std::toupper(static_cast<unsigned char>(known[i]));
+        if (same)
+            return KernelFamily(f);
+    }
+    return std::nullopt;
+}
+
+void limitKernelFamilies(std::optional<KernelFamily> widest) {
+    gWidest.store(widest ? static_cast<int>(*widest) : kKernelFamilyCount - 1,
+                  std::memory_order_relaxed);
+}
+
 KernelFamily currentKernelFamily(std::uint32_t offered) {
     const int forced = gForced.load(std::memory_order_relaxed);
     if (forced >= 0) {
         // The forced family, or the filter's best below it.
-        const std::uint32_t upTo = (familyBit(KernelFamily(forced)) << 1) - 1;
-        return chooseKernelFamily(upTo, offered);
+        return chooseKernelFamily(familiesUpTo(KernelFamily(forced)), offered);
     }
-    return chooseKernelFamily(processorFamilies(), offered);
+    const auto widest = KernelFamily(gWidest.load(std::memory_order_relaxed));
+    return chooseKernelFamily(processorFamilies() & familiesUpTo(widest), offered);
 }
 
 ForcedKernelFamily::ForcedKernelFamily(KernelFamily family) {

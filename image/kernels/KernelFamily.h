@@ -3,6 +3,8 @@
 #include "image/kernels/CpuFeatures.h"
 
 #include <cstdint>
+#include <optional>
+#include <string_view>
 
 namespace VX {
 namespace Image {
@@ -36,8 +38,19 @@ std::uint32_t runnableFamilies(std::uint32_t features, std::uint32_t wide);
 // SSSE3, SSE2.
 KernelFamily chooseKernelFamily(std::uint32_t runnable, std::uint32_t offered);
 
-// The family the filters use now: the processor's, asked afresh, unless a
-// test has forced another (see ForcedKernelFamily).
+// The family named `name` as kernelFamilyName spells it, in any case;
+// nullopt for anything else.
+std::optional<KernelFamily> kernelFamilyFromName(std::string_view name);
+
+// The widest family the filters may choose from now on (nullopt: any), for
+// a studio that wants every machine of a render farm to run the same code,
+// or to rule out one instruction set. A family the processor lacks is never
+// chosen whatever the limit says.
+void limitKernelFamilies(std::optional<KernelFamily> widest);
+
+// The family the filters use now: the processor's best within the limit
+// above, asked afresh, unless a test has forced another (see
+// ForcedKernelFamily).
 KernelFamily currentKernelFamily(std::uint32_t offered);
 
 // The families this processor runs, asked afresh.

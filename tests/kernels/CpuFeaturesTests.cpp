@@ -221,6 +221,34 @@ TEST(ForcedKernelFamily, FallsBackBelow) {
     }
 }
 
+// A limit (as the plug-in takes from its environment) caps the processor's
+// choice and never picks a family the processor lacks.
+TEST(KernelFamilyLimit, CapsTheProcessorsChoice) {
+    const KernelFamily best = chooseKernelFamily(processorFamilies(), kAllFamilies);
+    for (int f = 0; f < kKernelFamilyCount; ++f) {
+        const auto widest = KernelFamily(f);
+        limitKernelFamilies(widest);
+        const KernelFamily chosen = currentKernelFamily(kAllFamilies);
+        EXPECT_LE(static_cast<int>(chosen), f) << kernelFamilyName(widest);
+        EXPECT_NE(processorFamilies() & familyBit(chosen), 0u) << kernelFamilyName(widest);
+        if (processorFamilies() & familyBit(widest)) {
+            EXPECT_EQ(chosen, widest);
+        }
+    }
+    limitKernelFamilies(std::nullopt);
+    EXPECT_EQ(currentKernelFamily(kAllFamilies), best);
+}
+
+TEST(KernelFamilyLimit, NamesInAnyCase) {
+    for (int f = 0; f < kKernelFamilyCount; ++f)
+        EXPECT_EQ(kernelFamilyFromName(kernelFamilyName(KernelFamily(f))), KernelFamily(f));
+    EXPECT_EQ(kernelFamilyFromName("avx2"), KernelFamily::AVX2);
+    EXPECT_EQ(kernelFamilyFromName("Sse4_1"), KernelFamily::SSE4_1);
+    EXPECT_EQ(kernelFamilyFromName("portable"), KernelFamily::Portable);
+    for (const char* unknown : {"", "avx", "sse4", "avx5120", "SSE4.1"})
+        EXPECT_EQ(kernelFamilyFromName(unknown), std::nullopt) << unknown;
+}
+
 TEST(CpuFeatureNames, InBitOrder) {
     const char* expected[] = {"MMX",    "Enhanced MMX", "CMOV",   "3DNow!", "Enhanced 3DNow!",
                               "SSE",    "SSE2",         "SSE3",   "SSSE3",  "SSE4a",

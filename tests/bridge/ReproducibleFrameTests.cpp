@@ -1,0 +1,185 @@
+// The same frame renders to the same bytes whatever the processor's
+// instruction set, the number of threads, the split of the render window and
+// the system: the built-in sample's frames through the built plug-in,
+// against hashes that the Linux and the Windows suites share.
+
+#include "QuirkRender.h"
+#include "support/ScopedEnvironment.h"
+
+#include "SampleClip.h"
+#include "image/kernels/KernelFamily.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+namespace {
+
+using sqtest::QuirkRender;
+using VX::Image::KernelFamily;
+
+// The sample's size at render scale 1; at 0.5 the host hands the plug-in a
+// sample of half that size (rounded up), as a host's proxy would.
+constexpr int kWidth = 203;
+constexpr int kHeight = 117;
+
+struct FrameCase {
+    const char* depth;
+    bool premultiplied;
+    bool on; // "on" at time 0, "off" (transparent) at time 2
+    double scale;
+    std::uint64_t hash; // FNV-1a of the output's rows, bottom row first
+};
+
+void PrintTo(const FrameCase& c, std::ostream* os) {
+    *os << c.depth << (c.premultiplied ? " premultiplied" : " straight") << (c.on ? " on" : " off")
+        << " scale " << c.scale;
+}
+
+std::uint64_t hashRows(const ofxhost::ImageBuffer& image) {
+    std::uint64_t h = 14695981039346656037ull;
+    const std::size_t rowBytes =
+        std::size_t(image.width()) * std::size_t(image.componentCount()) *
+        (image.depth() == kOfxBitDepthByte ? 1u : image.depth() == kOfxBitDepthShort ? 2u : 4u);
+    for (int y = image.bounds().y1; y < image.bounds().y2; ++y) {
+        const auto* p = static_cast<const std::uint8_t*>(image.pixel(image.bounds().x1, y));
+        for (std::size_t i = 0; i < rowBytes; ++i)
+            h = (h ^ p[i]) * 1099511628211ull;
+    }
+    return h;
+}
+
+// The sample frame at the case's scale, depth and alpha state.
+std::shared_ptr<ofxhost::ImageBuffer> sampleSource(const FrameCase& c) {
+    const int w = int(kWidth * c.scale + 0.5);
+    const int h = int(kHeight * c.scale + 0.5);
+    std::vector<float> rgba(std::size_t(w) * std::size_t(h) * 4);
+    sqsample::sampleFrame(0, w, h, rgba.data());
+    auto image = std::make_shared<ofxhost::ImageBuffer>(
+        OfxRectI{0, 0, w, h}, c.depth, kOfxImageComponentRGBA, false,
+        c.premultiplied ? kOfxImagePreMultiplied : kOfxImageUnPreMultiplied);
+    image->fill([&](int x, int y, int ch) {
+        // The sample's rows run top down; the image's bottom up.
+        const float* px = &rgba[(std::size_t(h - 1 - y) * std::size_t(w) + std::size_t(x)) * 4];
+        if (ch == 3 || c.premultiplied)
+            return px[ch];
+        return px[3] > 0.0f ? px[ch] / px[3] : 0.0f;
+    });
+    return image;
+}
+
+struct Rendered {
+    OfxStatus status = kOfxStatErrUnknown;
+    std::shared_ptr<ofxhost::ImageBuffer> output;
+    std::size_t liveImages = 1;
+};
+
+// Renders the case's frame with `threads` threads and kernels no wider than
+// `widest`; `split`: the window in two halves, each its own render action
+// into the same output.
+Rendered render(const FrameCase& c, KernelFamily widest, unsigned threads, bool split) {
+    sqtest::ScopedEnvironment kernels("STUTTERQUIRK_KERNELS",
+                                      std::string(VX::Image::kernelFamilyName(widest)));
+    ofxhost::HostConfig config;
+    config.cpuCount = threads;
+    QuirkRender r(config);
+    Rendered out;
+    if (r.fx == nullptr)
+        return out;
+    r.setSource(sampleSource(c), c.premultiplied);
+    ofxhost::RenderRequest request;
+    request.time = c.on ? 0.0 : 2.0;
+    request.renderScale = {c.scale, c.scale};
+    const OfxRectI all = r.source->bounds();
+    if (!split) {
+        const ofxhost::RenderResult result = r.fx->render(request);
+        out.status = result.status;
+        out.output = result.output;
+    } else {
+        const int middle = (all.y1 + all.y2) / 2;
+        request.outputBounds = all;
+        request.renderWindow = OfxRectI{all.x1, all.y1, all.x2, middle};
+        const ofxhost::RenderResult lower = r.fx->render(request);
+        request.renderWindow = OfxRectI{all.x1, middle, all.x2, all.y2};
+        request.reuseOutput = lower.output;
+        const ofxhost::RenderResult upper = r.fx->render(request);
+        out.status = lower.status != kOfxStatOK ? lower.status : upper.status;
+        out.output = upper.output;
+        if (out.output != lower.output)
+            out.status = kOfxStatErrUnknown; // the halves went to different images
+    }
+    out.liveImages = r.fx->liveImages();
+    return out;
+}
+
+class SampleFrames : public ::testing::TestWithParam<FrameCase> {};
+
+TEST_P(SampleFrames, SameBytesWithEveryFamilyThreadCountAndSplit) {
+    const FrameCase& c = GetParam();
+    const std::uint32_t runnable = VX::Image::processorFamilies();
+    int compared = 0;
+    for (int f = 0; f < VX::Image::kKernelFamilyCount; ++f) {
+        const auto family = KernelFamily(f);
+        if (!(runnable & VX::Image::familyBit(family)))
+            continue;
+        for (unsigned threads : {1u, 2u, 7u}) {
+            for (bool split : {false, true}) {
+                if (split && threads != 2)
+                    continue;
+                SCOPED_TRACE(std::string(VX::Image::kernelFamilyName(family)) + ", " +
+                             std::to_string(threads) + " threads" + (split ? ", split" : ""));
+                const Rendered r = render(c, family, threads, split);
+                ASSERT_EQ(r.status, kOfxStatOK);
+                ASSERT_NE(r.output, nullptr);
+                EXPECT_EQ(r.liveImages, 0u);
+                const std::uint64_t hash = hashRows(*r.output);
+                if (compared == 0) {
+                    // An "off" frame is transparent; an "on" one is not.
+                    bool anyAlpha = false;
+                    for (int y = r.output->bounds().y1; y < r.output->bounds().y2; ++y)
+                        for (int x = r.output->bounds().x1; x < r.output->bounds().x2; ++x)
+                            anyAlpha = anyAlpha || r.output->get(x, y, 3) != 0.0f;
+                    EXPECT_EQ(anyAlpha, c.on);
+                }
+                EXPECT_EQ(hash, c.hash) << "0x" << std::hex << hash;
+                ++compared;
+            }
+        }
+    }
+    EXPECT_GE(compared, 4); // the portable loops and SSE2 at least
+}
+
+// Hashes from the portable loops; every other family, thread count and
+// window split must give the same, on Linux and on Windows.
+const FrameCase kFrames[] = {
+    // depth, premultiplied, on, scale, hash
+    {kOfxBitDepthByte, false, true, 1.0, 0x3c552eddee7d854e},
+    {kOfxBitDepthByte, false, false, 1.0, 0x79518958dba91ead},
+    {kOfxBitDepthByte, true, true, 1.0, 0xf782f0e55a9160a6},
+    {kOfxBitDepthByte, true, false, 1.0, 0xbde4c515ea563dd5},
+    {kOfxBitDepthShort, false, true, 1.0, 0x7a575ac7b207caff},
+    {kOfxBitDepthShort, false, false, 1.0, 0xc29f17eb77a9f850},
+    {kOfxBitDepthShort, true, true, 1.0, 0x5fc37b7b350f9bf9},
+    {kOfxBitDepthShort, true, false, 1.0, 0x6eefe735a98dd85},
+    {kOfxBitDepthFloat, false, true, 1.0, 0xfa8df52a688e68ae},
+    {kOfxBitDepthFloat, false, false, 1.0, 0xb7425b52820c0c90},
+    {kOfxBitDepthFloat, true, true, 1.0, 0x6a93929a616d9c2d},
+    {kOfxBitDepthFloat, true, false, 1.0, 0xf9e7ef4bd6416be5},
+    {kOfxBitDepthByte, false, true, 0.5, 0xb4ffcd4edd95086d},
+    {kOfxBitDepthByte, false, false, 0.5, 0xb87667813ce25ca9},
+    {kOfxBitDepthByte, true, true, 0.5, 0x8a74064146922900},
+    {kOfxBitDepthByte, true, false, 0.5, 0x23c76b78310991c5},
+    {kOfxBitDepthShort, false, true, 0.5, 0x6e713e7381d209d},
+    {kOfxBitDepthShort, false, false, 0.5, 0xb2216e4068bc1141},
+    {kOfxBitDepthShort, true, true, 0.5, 0x57db4f5bcbea0f16},
+    {kOfxBitDepthShort, true, false, 0.5, 0x3cab073ded41465},
+    {kOfxBitDepthFloat, false, true, 0.5, 0x5ce86add7c74c72a},
+    {kOfxBitDepthFloat, false, false, 0.5, 0x7cac967ad732d8ba},
+    {kOfxBitDepthFloat, true, true, 0.5, 0xff818abc161835cb},
+    {kOfxBitDepthFloat, true, false, 0.5, 0x3b6f6d08398c55a5},
+};
+
+INSTANTIATE_TEST_SUITE_P(BuiltInSample, SampleFrames, ::testing::ValuesIn(kFrames));
+
+} // namespace
