@@ -39,9 +39,10 @@ void PrintTo(const FrameCase& c, std::ostream* os) {
 
 std::uint64_t hashRows(const ofxhost::ImageBuffer& image) {
     std::uint64_t h = 14695981039346656037ull;
-    const std::size_t rowBytes =
-        std::size_t(image.width()) * std::size_t(image.componentCount()) *
-        (image.depth() == kOfxBitDepthByte ? 1u : image.depth() == kOfxBitDepthShort ? 2u : 4u);
+    const std::size_t rowBytes = std::size_t(image.width()) * std::size_t(image.componentCount()) *
+                                 (image.depth() == kOfxBitDepthByte    ? 1u
+                                  : image.depth() == kOfxBitDepthShort ? 2u
+                                                                       : 4u);
     for (int y = image.bounds().y1; y < image.bounds().y2; ++y) {
         const auto* p = static_cast<const std::uint8_t*>(image.pixel(image.bounds().x1, y));
         for (std::size_t i = 0; i < rowBytes; ++i)
