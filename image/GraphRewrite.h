@@ -10,7 +10,10 @@
 //    would multiply 0 by a negative or non-finite value (a float image
 //    holding NaN or infinity, or a mask that rings below 0) it would give
 //    -0 or NaN, and the rewritten graph gives +0: the fully transparent
-//    pixel that a stencil at opacity 0 stands for.
+//    pixel that a stencil at opacity 0 stands for. Premultiplied after the
+//    blend, that pixel is transparent black: the premultiply and the blend
+//    become one ClearFilter (in float, where the graph would give -0 or NaN
+//    colour it gives +0).
 // 2. [premultiply] stencil-luma blend of X by blur(desaturate(levels(X))),
 //    with X = [unpremultiply] input, becomes one MaskStencilFilter on the
 //    input: two passes over the pixels instead of six filters.
@@ -22,6 +25,7 @@
 // it was given is changed (inputs and outputs) and has to be put back with
 // GraphLinks after the evaluation.
 
+#include "image/ClearFilter.h"
 #include "image/FilterBase.h"
 #include "image/FilterLayer.h"
 #include "image/filters/AlphaFilters.h"
@@ -160,6 +164,13 @@ private:
         const int slot = BlendModes::blendModeSlot(blend->mode);
         if (slot != 30 && slot != 31)
             return false;
+        // Premultiplied, colour with alpha 0 is transparent black: nothing
+        // below is read at all.
+        if (blend->outputs.size() == 1 &&
+            dynamic_cast<PremultAlphaFilter<Host>*>(blend->outputs[0]) != nullptr) {
+            replace(*blend->outputs[0], *make<ClearFilter<Host>>());
+            return true;
+        }
         replace(f, *make<ZeroAlphaFilter<Host>>(blend->inputs[0]));
         return true;
     }

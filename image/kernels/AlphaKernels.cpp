@@ -74,10 +74,18 @@ void zeroAlphaRows(HostImage& destination, const HostImage& source, const Rect& 
     for (std::int32_t y = rect.y1; y < rect.y2; ++y) {
         T* d = reinterpret_cast<T*>(destination.pixel(rect.x1, y));
         const T* s = reinterpret_cast<const T*>(source.pixel(rect.x1, y));
-        for (std::int64_t x = 0; x < width; ++x, d += 4, s += 4) {
-            for (int c = 0; c < 3; ++c)
-                d[c] = SampleRules::store<T>(SampleRules::load(s[c]));
-            d[3] = SampleRules::store<T>(0.0f);
+        if constexpr (std::is_integral_v<T>) {
+            // Storing a loaded code gives the code back, for every code.
+            for (std::int64_t x = 0; x < width; ++x, d += 4, s += 4) {
+                d[0] = s[0], d[1] = s[1], d[2] = s[2];
+                d[3] = 0;
+            }
+        } else {
+            for (std::int64_t x = 0; x < width; ++x, d += 4, s += 4) {
+                for (int c = 0; c < 3; ++c)
+                    d[c] = SampleRules::store<T>(SampleRules::load(s[c]));
+                d[3] = SampleRules::store<T>(0.0f);
+            }
         }
         reportRow(progress, y - rect.y1, rect.height());
     }

@@ -261,6 +261,25 @@ TEST(RewritingOffFrames, NonFiniteSourcesGiveTransparentAlpha) {
             ASSERT_EQ(std::memcmp(rewritten->at(x, y), source.at(x, y), 12), 0) << x << "," << y;
         }
     EXPECT_TRUE(builtHasNaN) << "the graph as built was expected to leave NaN alpha";
+
+    // Premultiplied, the off frame is transparent black, NaN colours included.
+    auto premultiplied = [&]() {
+        auto out = std::make_unique<PixelImage>(bounds, 32, 4, false, 0, true);
+        VX::Image::FilterLayer<Bridge> layer(&source.image, VX::kEmptyRect);
+        VX::RecipeContext<Bridge> context(bridge, layer);
+        VX::Image::RenderArgs args;
+        args.time = 2.0;
+        args.renderScaleX = args.renderScaleY = 0.2;
+        args.window = bounds;
+        args.output = &out->image;
+        VX::Image::evaluate(*VX::buildRecipe(context, params, true, true),
+                            static_cast<Bridge&>(bridge), args);
+        return out;
+    }();
+    for (int y = bounds.y1; y < bounds.y2; ++y)
+        for (int x = bounds.x1; x < bounds.x2; ++x)
+            for (int b = 0; b < 16; ++b)
+                ASSERT_EQ(premultiplied->at(x, y)[b], 0) << x << "," << y << " byte " << b;
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include "image/FilterLayer.h"
 #include "image/filters/AlphaFilters.h"
 #include "image/kernels/AlphaKernels.h"
+#include "image/kernels/SampleRules.h"
 
 #include <gtest/gtest.h>
 
@@ -80,6 +81,18 @@ INSTANTIATE_TEST_SUITE_P(AllDepths, AlphaRoundTrip, ::testing::Values(8, 16, 32)
                          [](const ::testing::TestParamInfo<int>& nameOf) {
                              return depthName(nameOf.param);
                          });
+
+// The zero-alpha routine copies integer colour codes as they are: that is
+// exact only because storing a loaded code gives it back, for every code.
+TEST(AlphaValues, EveryIntegerCodeSurvivesLoadAndStore) {
+    namespace Rules = VX::Image::SampleRules;
+    for (unsigned c = 0; c <= 255; ++c)
+        ASSERT_EQ(Rules::store<std::uint8_t>(Rules::load(std::uint8_t(c))), c);
+    for (unsigned c = 0; c <= 65535; ++c)
+        ASSERT_EQ(Rules::store<std::uint16_t>(Rules::load(std::uint16_t(c))), c);
+    EXPECT_EQ(onePixel(VX::Image::zeroAlphaRegion, 8, {7, 8, 255, 200}), (A{7, 8, 255, 0}));
+    EXPECT_EQ(onePixel(VX::Image::zeroAlphaRegion, 16, {65535, 1, 0, 9}), (A{65535, 1, 0, 0}));
+}
 
 TEST(AlphaFilterRender, NamesBandsAndPixelsWithoutAlpha) {
     BoundBridge bound(4);

@@ -72,9 +72,10 @@ const RuleCase kRuleCases[] = {
     {"Stencil", {}, "maskStencil(layer)"},
     {"StencilPremultiplied", {true, true}, "maskStencil(layer)"},
     {"OffStraight", {false, false, false, 31, 0.0f}, "zeroAlpha(layer)"},
-    {"OffPremultiplied",
-     {true, true, false, 31, 0.0f},
-     "pointChain[UnmultAlpha+zeroAlpha+PremultAlpha](layer)"},
+    {"OffPremultiplied", {true, true, false, 31, 0.0f}, "clear"},
+    {"OffPremultipliedToStraight",
+     {true, false, false, 31, 0.0f},
+     "pointChain[UnmultAlpha+zeroAlpha](layer)"},
     {"StencilAlphaOff", {false, false, false, 30, 0.0f}, "zeroAlpha(layer)"},
     // Near misses: left as built (but for chains of point filters).
     {"ColourNotGrey",
