@@ -337,4 +337,27 @@ TEST(ImageBuffers, HalfConversionRoundTripsAndCopyConvertsLayouts) {
                  ofxhost::Error);
 }
 
+// The same layout is copied row by row: within the window, what the source
+// has, and zero where it has nothing; outside the window, untouched.
+TEST(ImageBuffers, CopyOfTheSameLayoutKeepsEveryByte) {
+    for (const char* depth : {kOfxBitDepthByte, kOfxBitDepthShort, kOfxBitDepthFloat}) {
+        SCOPED_TRACE(depth);
+        ImageBuffer from({2, -3, 9, 4}, depth, kOfxImageComponentRGBA, /*bottomUp=*/true);
+        from.fill([](int x, int y, int c) { return float((x * 7 + y * 3 + c) % 11) / 10.0f; });
+        ImageBuffer to({0, -5, 12, 6}, depth, kOfxImageComponentRGBA);
+        to.fill([](int, int, int) { return 0.5f; });
+        const float untouched = to.get(0, -5, 0);
+        const OfxRectI window{1, -4, 11, 5};
+        ASSERT_TRUE(ofxhost::copyPixels(from.desc(), to, window));
+        for (int y = -5; y < 6; ++y)
+            for (int x = 0; x < 12; ++x)
+                for (int c = 0; c < 4; ++c) {
+                    const bool inWindow = x >= 1 && x < 11 && y >= -4 && y < 5;
+                    const bool inFrom = x >= 2 && x < 9 && y >= -3 && y < 4;
+                    const float want = !inWindow ? untouched : inFrom ? from.get(x, y, c) : 0.0f;
+                    ASSERT_EQ(to.get(x, y, c), want) << x << "," << y << " channel " << c;
+                }
+    }
+}
+
 } // namespace

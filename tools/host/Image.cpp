@@ -250,6 +250,31 @@ bool copyPixels(const ImageDesc& from, ImageBuffer& to, const OfxRectI& window) 
         return true;
     }
     const int toN = to.componentCount();
+    if (from.depth == to.depth() && fromN == toN) {
+        // The same layout: whole rows, the parts outside `from` zeroed, as a
+        // host copies an identity frame.
+        const std::size_t pixelBytes = std::size_t(fromBytes) * std::size_t(fromN);
+        const OfxRectI inside = intersect(area, from.bounds);
+        for (int y = area.y1; y < area.y2; ++y) {
+            auto* row = static_cast<std::uint8_t*>(to.pixel(area.x1, y));
+            const std::size_t rowBytes = std::size_t(area.x2 - area.x1) * pixelBytes;
+            if (isEmpty(inside) || y < inside.y1 || y >= inside.y2) {
+                std::memset(row, 0, rowBytes);
+                continue;
+            }
+            const std::size_t before = std::size_t(inside.x1 - area.x1) * pixelBytes;
+            const std::size_t middle = std::size_t(inside.x2 - inside.x1) * pixelBytes;
+            std::memset(row, 0, before);
+            std::memcpy(row + before,
+                        static_cast<const std::uint8_t*>(from.data) +
+                            static_cast<std::ptrdiff_t>(y - from.bounds.y1) * from.rowBytes +
+                            static_cast<std::ptrdiff_t>(inside.x1 - from.bounds.x1) *
+                                static_cast<std::ptrdiff_t>(pixelBytes),
+                        middle);
+            std::memset(row + before + middle, 0, rowBytes - before - middle);
+        }
+        return true;
+    }
     for (int y = area.y1; y < area.y2; ++y) {
         for (int x = area.x1; x < area.x2; ++x) {
             const bool inside = x >= from.bounds.x1 && x < from.bounds.x2 && y >= from.bounds.y1 &&
