@@ -1,11 +1,14 @@
-// The multi-thread suite on std::thread: multiThread runs the function once
-// per index on at most cpuCount worker threads and waits for all of them.
+// The multi-thread suite: multiThread runs the function once per index on at
+// most cpuCount worker threads, kept from call to call, and waits for all of
+// them.
 
 #include "Suites.h"
+#include "WorkerPool.h"
 
 #include <algorithm>
 #include <atomic>
 #include <condition_variable>
+#include <functional>
 #include <system_error>
 #include <thread>
 #include <vector>
@@ -103,21 +106,11 @@ OfxStatus multiThread(OfxThreadFunctionV1 func, unsigned int nThreads, void* cus
         tlsThreadIndex = 0;
         tlsSpawned = false;
     };
-    std::vector<std::thread> threads;
-    threads.reserve(workers);
-    OfxStatus status = kOfxStatOK;
-    try {
-        for (unsigned int t = 0; t < workers; ++t) {
-            threads.emplace_back(work);
-        }
-    } catch (const std::system_error&) {
-        // Threads already started finish the remaining indices between them.
-        status = threads.empty() ? kOfxStatFailed : kOfxStatOK;
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-    return status;
+    // Each calling thread keeps its own workers, as a host keeps its render
+    // threads between frames.
+    thread_local WorkerPool pool;
+    const std::function<void()> job = work;
+    return pool.run(workers, job) == 0 ? kOfxStatFailed : kOfxStatOK;
 }
 
 OfxStatus multiThreadNumCPUs(unsigned int* nCPUs) {

@@ -1,0 +1,61 @@
+#include "WorkerPool.h"
+
+#include <algorithm>
+#include <system_error>
+
+namespace ofxhost {
+
+WorkerPool::~WorkerPool() {
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        stopping_ = true;
+    }
+    wake_.notify_all();
+    for (std::thread& thread : threads_)
+        thread.join();
+}
+
+unsigned WorkerPool::run(unsigned count, const std::function<void()>& job) {
+    try {
+        while (threads_.size() < count) {
+            // A new thread waits for the next job, not the last one.
+            const auto slot = static_cast<unsigned>(threads_.size());
+            const std::uint64_t last = generation_;
+            threads_.emplace_back([this, slot, last] { serve(slot, last); });
+        }
+    } catch (const std::system_error&) {
+        // The threads there are do the work.
+    }
+    const unsigned used = std::min<unsigned>(count, static_cast<unsigned>(threads_.size()));
+    if (used == 0)
+        return 0;
+    std::unique_lock<std::mutex> lock(mutex_);
+    job_ = &job;
+    wanted_ = used;
+    pending_ = used;
+    ++generation_;
+    wake_.notify_all();
+    done_.wait(lock, [this] { return pending_ == 0; });
+    job_ = nullptr;
+    return used;
+}
+
+void WorkerPool::serve(unsigned slot, std::uint64_t seen) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    for (;;) {
+        wake_.wait(lock, [&] { return stopping_ || generation_ != seen; });
+        if (stopping_)
+            return;
+        seen = generation_;
+        if (slot >= wanted_)
+            continue;
+        const std::function<void()>* job = job_;
+        lock.unlock();
+        (*job)();
+        lock.lock();
+        if (--pending_ == 0)
+            done_.notify_one();
+    }
+}
+
+} // namespace ofxhost

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace ofxhost {
+
+// Threads kept waiting for work, as a host keeps its render threads: a job
+// runs on some of them at once without starting a thread per call. One pool
+// serves one calling thread at a time; multiThread keeps one per calling
+// thread.
+class WorkerPool {
+public:
+    WorkerPool() = default;
+    ~WorkerPool();
+    WorkerPool(const WorkerPool&) = delete;
+    WorkerPool& operator=(const WorkerPool&) = delete;
+
+    // Runs `job` once on each of `count` pool threads and waits for all of
+    // them; starts threads as needed. Returns how many ran it: fewer than
+    // `count` when the system would not start more threads (0: none).
+    unsigned run(unsigned count, const std::function<void()>& job);
+
+private:
+    // Slot `slot`'s loop; `seen`: the last job before it started.
+    void serve(unsigned slot, std::uint64_t seen);
+
+    std::mutex mutex_;
+    std::condition_variable wake_;
+    std::condition_variable done_;
+    std::vector<std::thread> threads_;
+    const std::function<void()>* job_ = nullptr;
+    std::uint64_t generation_ = 0; // one per job
+    unsigned wanted_ = 0;          // slots below this run the current job
+    unsigned pending_ = 0;         // of those, still running
+    bool stopping_ = false;
+};
+
+} // namespace ofxhost
