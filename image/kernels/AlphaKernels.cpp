@@ -75,10 +75,17 @@ void zeroAlphaRows(HostImage& destination, const HostImage& source, const Rect& 
         T* d = reinterpret_cast<T*>(destination.pixel(rect.x1, y));
         const T* s = reinterpret_cast<const T*>(source.pixel(rect.x1, y));
         if constexpr (std::is_integral_v<T>) {
-            // Storing a loaded code gives the code back, for every code.
-            for (std::int64_t x = 0; x < width; ++x, d += 4, s += 4) {
-                d[0] = s[0], d[1] = s[1], d[2] = s[2];
-                d[3] = 0;
+            // Storing a loaded code gives the code back, for every code: the
+            // colour is copied and the alpha cleared, a whole pixel at a
+            // time (alpha is the pixel's last, most significant, sample on
+            // the little-endian processors we build for).
+            using Pixel = std::conditional_t<sizeof(T) == 1, std::uint32_t, std::uint64_t>;
+            constexpr Pixel colour = (Pixel(1) << (24 * sizeof(T))) - 1;
+            for (std::int64_t x = 0; x < width; ++x) {
+                Pixel p;
+                std::memcpy(&p, s + 4 * x, sizeof p);
+                p &= colour;
+                std::memcpy(d + 4 * x, &p, sizeof p);
             }
         } else {
             for (std::int64_t x = 0; x < width; ++x, d += 4, s += 4) {
