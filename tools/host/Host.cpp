@@ -399,6 +399,23 @@ std::size_t Host::liveImageMemory() const {
     return imageMemory_.size();
 }
 
+std::unique_ptr<WorkerPool> Host::takeWorkerPool() {
+    {
+        std::lock_guard<std::mutex> lock(resourceMutex_);
+        if (!workerPools_.empty()) {
+            std::unique_ptr<WorkerPool> pool = std::move(workerPools_.back());
+            workerPools_.pop_back();
+            return pool;
+        }
+    }
+    return std::make_unique<WorkerPool>();
+}
+
+void Host::giveBackWorkerPool(std::unique_ptr<WorkerPool> pool) {
+    std::lock_guard<std::mutex> lock(resourceMutex_);
+    workerPools_.push_back(std::move(pool));
+}
+
 ImageMemoryBlock* Host::allocateImageMemory(std::size_t bytes) {
     if (static_cast<std::uint64_t>(bytes) > config_.maxAllocationBytes) {
         return nullptr;

@@ -48,6 +48,7 @@
 #include "Image.h"
 #include "Instance.h"
 #include "PropertySet.h"
+#include "WorkerPool.h"
 
 #include "ofx/ofxCore.h"
 #include "ofx/ofxImageEffect.h"
@@ -193,6 +194,12 @@ public:
     void setCancelling(bool on) { cancelling_.store(on); }
 
     unsigned int cpuCount() const;
+    // Worker threads for one multiThread call: a pool no other call is
+    // using, made when none is free, and handed back after the call so that
+    // the next one finds its threads running (as a host keeps its render
+    // threads). Pools end with the host.
+    std::unique_ptr<WorkerPool> takeWorkerPool();
+    void giveBackWorkerPool(std::unique_ptr<WorkerPool> pool);
     // Memory suite blocks and mutexes the plug-in has not released yet.
     std::size_t liveAllocations() const;
     // The bytes those blocks were asked for, together.
@@ -267,6 +274,7 @@ private:
     std::multimap<std::size_t, void*> pooledImageMemory_;
     std::uint64_t pooledBytes_ = 0;
     std::set<Plugin*> plugins_;
+    std::vector<std::unique_ptr<WorkerPool>> workerPools_;
 };
 
 } // namespace ofxhost

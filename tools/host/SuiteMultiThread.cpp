@@ -106,11 +106,15 @@ OfxStatus multiThread(OfxThreadFunctionV1 func, unsigned int nThreads, void* cus
         tlsThreadIndex = 0;
         tlsSpawned = false;
     };
-    // Each calling thread keeps its own workers, as a host keeps its render
-    // threads between frames.
-    thread_local WorkerPool pool;
     const std::function<void()> job = work;
-    return pool.run(workers, job) == 0 ? kOfxStatFailed : kOfxStatOK;
+    if (host == nullptr) {
+        WorkerPool pool;
+        return pool.run(workers, job) == 0 ? kOfxStatFailed : kOfxStatOK;
+    }
+    std::unique_ptr<WorkerPool> pool = host->takeWorkerPool();
+    const unsigned int ran = pool->run(workers, job);
+    host->giveBackWorkerPool(std::move(pool));
+    return ran == 0 ? kOfxStatFailed : kOfxStatOK;
 }
 
 OfxStatus multiThreadNumCPUs(unsigned int* nCPUs) {

@@ -11,8 +11,7 @@ namespace ofxhost {
 
 // Threads kept waiting for work, as a host keeps its render threads: a job
 // runs on some of them at once without starting a thread per call. One pool
-// serves one calling thread at a time; multiThread keeps one per calling
-// thread.
+// serves one call at a time (see Host::takeWorkerPool).
 class WorkerPool {
 public:
     WorkerPool() = default;
