@@ -21,11 +21,23 @@ targets=(param_text image_description)
 cmake --build "$build" -j"$jobs" --target "${targets[@]/#/fuzz_}"
 
 mkdir -p "$build/artifacts"
+# The targets run side by side, one per core; each one's log is printed when
+# all are done, and any failure fails the run.
+pids=()
 for t in "${targets[@]}"; do
-    echo "=== fuzz_$t for ${seconds} s"
     mkdir -p "$build/corpus/$t"
     # The first folder takes what the fuzzer finds; the seeds stay as checked in.
     "$build/tests/fuzz/fuzz_$t" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 \
         -print_final_stats=1 -artifact_prefix="$build/artifacts/$t-" \
-        "$build/corpus/$t" "$root/tests/fuzz/corpus/$t"
+        "$build/corpus/$t" "$root/tests/fuzz/corpus/$t" >"$build/fuzz_$t.log" 2>&1 &
+    pids+=($!)
 done
+status=0
+for i in "${!targets[@]}"; do
+    result=0
+    wait "${pids[$i]}" || result=$?
+    echo "=== fuzz_${targets[$i]} for ${seconds} s: exit $result"
+    tail -n 40 "$build/fuzz_${targets[$i]}.log"
+    [ "$result" -eq 0 ] || status=$result
+done
+exit "$status"
