@@ -84,6 +84,10 @@ function(sq_add_gtest target)
     target_link_libraries(${target} PRIVATE ${ARG_LIBRARIES} GTest::gtest GTest::gtest_main
         Threads::Threads)
     sq_target_warnings(${target})
+    # A program's test files compile as one: each would otherwise parse
+    # GoogleTest and our host's headers again, and CI builds the tests three
+    # times.
+    set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 0)
     if(SQ_TEST_PROGRAMS_WHOLE)
         # One CTest test per program: under an emulator each process costs
         # a start-up, so all of a program's cases run in one. Each case's

@@ -21,8 +21,8 @@ using VX::Image::KernelFamily;
 
 // The sample's size at render scale 1; at 0.5 the host hands the plug-in a
 // sample of half that size (rounded up), as a host's proxy would.
-constexpr int kWidth = 203;
-constexpr int kHeight = 117;
+constexpr int kSampleWidth = 203;
+constexpr int kSampleHeight = 117;
 
 struct FrameCase {
     const char* depth;
@@ -53,8 +53,8 @@ std::uint64_t hashRows(const ofxhost::ImageBuffer& image) {
 
 // The sample frame at the case's scale, depth and alpha state.
 std::shared_ptr<ofxhost::ImageBuffer> sampleSource(const FrameCase& c) {
-    const int w = int(kWidth * c.scale + 0.5);
-    const int h = int(kHeight * c.scale + 0.5);
+    const int w = int(kSampleWidth * c.scale + 0.5);
+    const int h = int(kSampleHeight * c.scale + 0.5);
     std::vector<float> rgba(std::size_t(w) * std::size_t(h) * 4);
     sqsample::sampleFrame(0, w, h, rgba.data());
     auto image = std::make_shared<ofxhost::ImageBuffer>(

@@ -79,7 +79,7 @@ TEST(Instance, MltPresetSendsLoadAgainForEachInstance) {
 
 // --- values of every type through the variadic calls ----------------------
 
-struct TypeCase {
+struct ValueTypeCase {
     const char* name;
     ParamValue initial;
     ParamValue next;
@@ -167,10 +167,10 @@ ParamValue txt(std::string s) {
     return p;
 }
 
-class ParamTypes : public ::testing::TestWithParam<TypeCase> {};
+class ParamTypes : public ::testing::TestWithParam<ValueTypeCase> {};
 
 TEST_P(ParamTypes, DefaultThenValueThenKeyThroughTheSuite) {
-    const TypeCase& c = GetParam();
+    const ValueTypeCase& c = GetParam();
     Session s;
     const OfxParamHandle h = s.param(c.name);
     ASSERT_NE(h, nullptr);
@@ -203,19 +203,20 @@ TEST_P(ParamTypes, DefaultThenValueThenKeyThroughTheSuite) {
 
 INSTANTIATE_TEST_SUITE_P(
     AllValueTypes, ParamTypes,
-    ::testing::Values(TypeCase{"count", nums({0}), nums({42})},
-                      TypeCase{"invert", nums({1}), nums({0})},
-                      TypeCase{"mode", nums({0}), nums({3})},
-                      TypeCase{"gain", nums({1.0}), nums({2.5})},
-                      TypeCase{"color", nums({0.1, 0.2, 0.3}), nums({1, 0.5, 0.25})},
-                      TypeCase{"colorA", nums({0.1, 0.2, 0.3, 0.4}), nums({1, 0.5, 0.25, 0.125})},
-                      TypeCase{"pos", nums({0.1, 0.2}), nums({-4, 8})},
-                      TypeCase{"pos3", nums({0.1, 0.2, 0.3}), nums({-4, 8, 16})},
-                      TypeCase{"size", nums({3, 4}), nums({-1, 7})},
-                      TypeCase{"size3", nums({3, 4, 5}), nums({-1, 7, 9})},
-                      TypeCase{"label", txt("hello"), txt("a longer label")},
-                      TypeCase{"blob", txt("{}"), txt("{\"k\":1}")}),
-    [](const ::testing::TestParamInfo<TypeCase>& p) { return std::string(p.param.name); });
+    ::testing::Values(ValueTypeCase{"count", nums({0}), nums({42})},
+                      ValueTypeCase{"invert", nums({1}), nums({0})},
+                      ValueTypeCase{"mode", nums({0}), nums({3})},
+                      ValueTypeCase{"gain", nums({1.0}), nums({2.5})},
+                      ValueTypeCase{"color", nums({0.1, 0.2, 0.3}), nums({1, 0.5, 0.25})},
+                      ValueTypeCase{"colorA", nums({0.1, 0.2, 0.3, 0.4}),
+                                    nums({1, 0.5, 0.25, 0.125})},
+                      ValueTypeCase{"pos", nums({0.1, 0.2}), nums({-4, 8})},
+                      ValueTypeCase{"pos3", nums({0.1, 0.2, 0.3}), nums({-4, 8, 16})},
+                      ValueTypeCase{"size", nums({3, 4}), nums({-1, 7})},
+                      ValueTypeCase{"size3", nums({3, 4, 5}), nums({-1, 7, 9})},
+                      ValueTypeCase{"label", txt("hello"), txt("a longer label")},
+                      ValueTypeCase{"blob", txt("{}"), txt("{\"k\":1}")}),
+    [](const ::testing::TestParamInfo<ValueTypeCase>& p) { return std::string(p.param.name); });
 
 TEST(ParamValues, WrongHandlesAndValuesGetStatuses) {
     Session s;

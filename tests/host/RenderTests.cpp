@@ -62,16 +62,16 @@ void expectInverted(const ImageBuffer& out, const OfxRectI& window, OfxTime t) {
     }
 }
 
-struct Layout {
+struct OutputLayout {
     const char* depth;
     const char* components;
     bool bottomUp;
 };
 
-class RenderPixels : public ::testing::TestWithParam<Layout> {};
+class RenderPixels : public ::testing::TestWithParam<OutputLayout> {};
 
 TEST_P(RenderPixels, InvertsTheSourceIntoTheOutput) {
-    const Layout& l = GetParam();
+    const OutputLayout& l = GetParam();
     ofxhost::HostConfig cfg;
     cfg.render.bottomUpRows = l.bottomUp;
     Session s(cfg);
@@ -93,7 +93,7 @@ TEST_P(RenderPixels, InvertsTheSourceIntoTheOutput) {
 // A host's cached frame is rendered into again when it fits the render; a
 // buffer of other bounds or another depth is left alone.
 TEST_P(RenderPixels, RendersIntoAnEarlierOutputOnlyWhenItFits) {
-    const Layout& l = GetParam();
+    const OutputLayout& l = GetParam();
     ofxhost::HostConfig cfg;
     cfg.render.bottomUpRows = l.bottomUp;
     Session s(cfg);
@@ -121,12 +121,12 @@ TEST_P(RenderPixels, RendersIntoAnEarlierOutputOnlyWhenItFits) {
 
 INSTANTIATE_TEST_SUITE_P(
     Layouts, RenderPixels,
-    ::testing::Values(Layout{kOfxBitDepthByte, kOfxImageComponentRGBA, false},
-                      Layout{kOfxBitDepthByte, kOfxImageComponentRGBA, true},
-                      Layout{kOfxBitDepthShort, kOfxImageComponentRGB, true},
-                      Layout{kOfxBitDepthHalf, kOfxImageComponentRGBA, true},
-                      Layout{kOfxBitDepthFloat, kOfxImageComponentAlpha, false},
-                      Layout{kOfxBitDepthFloat, kOfxImageComponentRGBA, true}));
+    ::testing::Values(OutputLayout{kOfxBitDepthByte, kOfxImageComponentRGBA, false},
+                      OutputLayout{kOfxBitDepthByte, kOfxImageComponentRGBA, true},
+                      OutputLayout{kOfxBitDepthShort, kOfxImageComponentRGB, true},
+                      OutputLayout{kOfxBitDepthHalf, kOfxImageComponentRGBA, true},
+                      OutputLayout{kOfxBitDepthFloat, kOfxImageComponentAlpha, false},
+                      OutputLayout{kOfxBitDepthFloat, kOfxImageComponentRGBA, true}));
 
 TEST(RenderSequence, DefaultHostSendsEveryStepInOrder) {
     Session s;

@@ -69,7 +69,7 @@ public:
     }
 };
 
-class RecordingParameters : public Parameters {
+class RecordedFileParameters : public Parameters {
 public:
     void parameterChanged(int index) override {
         changed.push_back(index);
@@ -180,7 +180,7 @@ TEST(ParameterFileWriteTest, MixedSetGivesExactBytes) {
 
 TEST(ParameterFileWriteTest, EmptySetWritesTheHeaderOnly) {
     TempDir tmp;
-    RecordingParameters set;
+    RecordedFileParameters set;
     set.save(tmp.wide("empty.txt"), "Other Plug", "");
     EXPECT_EQ(readBytes(tmp.path("empty.txt")),
               "Plugin Name: Other Plug" + kEol + "Version Number: " + kEol);
@@ -340,7 +340,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(ParameterFileReadTest, ResetsToDefaultsBeforeApplyingAndNotifiesOnlyThen) {
     TempDir tmp;
     writeBytes(tmp.path("in.txt"), kHeader + "Count: 9\n");
-    RecordingParameters set;
+    RecordedFileParameters set;
     set.append(makeIntParam("Other", 0, 4, 0, 10, 0, 10));
     set.append(makeIntParam("Count", 0, 5, 0, 10, 0, 10));
     set.setInt(8, 0);
@@ -356,7 +356,7 @@ TEST(ParameterFileReadTest, UnreadablePathsResetWithoutHanging) {
     TempDir tmp;
     for (const std::wstring& path : {tmp.wide("does not exist.txt"), tmp.dir().wstring(),
                                      tmp.wide("x") + std::wstring(1, L'\0'), std::wstring()}) {
-        RecordingParameters set;
+        RecordedFileParameters set;
         set.append(makeIntParam("Count", 0, 5, 0, 10, 0, 10));
         set.setInt(8, 0);
         set.load(path);
