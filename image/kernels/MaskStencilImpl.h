@@ -202,43 +202,66 @@ Pixels loadPixels(const T* p) {
 #undef SQ_EVEN
 #undef SQ_EVERY4
 
-#define SQ_PAIR(i) i, i + 16
-#define SQ_PAIRS                                                                                   \
-    SQ_PAIR(0), SQ_PAIR(1), SQ_PAIR(2), SQ_PAIR(3), SQ_PAIR(4), SQ_PAIR(5), SQ_PAIR(6),            \
-        SQ_PAIR(7), SQ_PAIR(8), SQ_PAIR(9), SQ_PAIR(10), SQ_PAIR(11), SQ_PAIR(12), SQ_PAIR(13),    \
-        SQ_PAIR(14), SQ_PAIR(15)
+// Lanes 0..7 (or 8..15) of two vectors, interleaved one by one.
+#define SQ_ZIP_LOW 0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23
+#define SQ_ZIP_HIGH 8, 24, 9, 25, 10, 26, 11, 27, 12, 28, 13, 29, 14, 30, 15, 31
+// Pairs of lanes 0..7 (or 8..15) of two vectors, interleaved pair by pair.
+#define SQ_PAIRS_LOW 0, 1, 16, 17, 2, 3, 18, 19, 4, 5, 20, 21, 6, 7, 22, 23
+#define SQ_PAIRS_HIGH 8, 9, 24, 25, 10, 11, 26, 27, 12, 13, 28, 29, 14, 15, 30, 31
+
+// The first `bytes` of `parts` vectors laid end to end, to `out`: whole
+// vectors as single stores, only a last partial one copied byte by byte.
+template <class V, int N>
+inline void storeParts(const V (&parts)[N], void* out, std::size_t bytes) {
+    unsigned char* to = static_cast<unsigned char*>(out);
+    for (int i = 0; i < N && bytes > 0; ++i) {
+        if (bytes >= sizeof(V)) {
+            std::memcpy(to, &parts[i], sizeof(V));
+            to += sizeof(V);
+            bytes -= sizeof(V);
+        } else {
+            std::memcpy(to, &parts[i], bytes);
+            bytes = 0;
+        }
+    }
+}
+
 // Writes the first `count` of 16 pixels whose channels hold stored sample
-// values (integers already inside the sample range).
+// values (integers already inside the sample range). The channels are
+// interleaved within 64-byte vectors, which the wide families do in
+// registers with two-source permutes.
 template <class T>
 void storePixels(const Pixels& px, T* out, int count) {
     const std::size_t bytes = std::size_t(count) * 4 * sizeof(T);
     if constexpr (std::is_same_v<T, float>) {
-        using VF32 = float __attribute__((vector_size(128)));
-        const VF32 rg = __builtin_shufflevector(px.c[0], px.c[1], SQ_PAIRS);
-        const VF32 ba = __builtin_shufflevector(px.c[2], px.c[3], SQ_PAIRS);
-        using VD16 = double __attribute__((vector_size(128)));
-        VD16 rgPairs, baPairs; // a pixel's two pairs as one 64-bit lane each
-        std::memcpy(&rgPairs, &rg, sizeof rg);
-        std::memcpy(&baPairs, &ba, sizeof ba);
-        const auto all = __builtin_shufflevector(rgPairs, baPairs, SQ_PAIRS);
-        std::memcpy(out, &all, bytes);
+        const VF rgLow = __builtin_shufflevector(px.c[0], px.c[1], SQ_ZIP_LOW);
+        const VF rgHigh = __builtin_shufflevector(px.c[0], px.c[1], SQ_ZIP_HIGH);
+        const VF baLow = __builtin_shufflevector(px.c[2], px.c[3], SQ_ZIP_LOW);
+        const VF baHigh = __builtin_shufflevector(px.c[2], px.c[3], SQ_ZIP_HIGH);
+        const VF parts[4] = {__builtin_shufflevector(rgLow, baLow, SQ_PAIRS_LOW),
+                             __builtin_shufflevector(rgLow, baLow, SQ_PAIRS_HIGH),
+                             __builtin_shufflevector(rgHigh, baHigh, SQ_PAIRS_LOW),
+                             __builtin_shufflevector(rgHigh, baHigh, SQ_PAIRS_HIGH)};
+        storeParts(parts, out, bytes);
     } else {
         VU c[4];
         for (int k = 0; k < 4; ++k)
             c[k] = VU(__builtin_convertvector(px.c[k], VI));
         if constexpr (std::is_same_v<T, std::uint8_t>) {
-            const VU words = c[0] | (c[1] << 8) | (c[2] << 16) | (c[3] << 24);
-            std::memcpy(out, &words, bytes);
+            const VU words[1] = {c[0] | (c[1] << 8) | (c[2] << 16) | (c[3] << 24)};
+            storeParts(words, out, bytes);
         } else {
             const VU rg = c[0] | (c[1] << 16), ba = c[2] | (c[3] << 16);
-            using VU32 = std::uint32_t __attribute__((vector_size(128)));
-            const VU32 all = __builtin_shufflevector(rg, ba, SQ_PAIRS);
-            std::memcpy(out, &all, bytes);
+            const VU parts[2] = {__builtin_shufflevector(rg, ba, SQ_ZIP_LOW),
+                                 __builtin_shufflevector(rg, ba, SQ_ZIP_HIGH)};
+            storeParts(parts, out, bytes);
         }
     }
 }
-#undef SQ_PAIRS
-#undef SQ_PAIR
+#undef SQ_PAIRS_HIGH
+#undef SQ_PAIRS_LOW
+#undef SQ_ZIP_HIGH
+#undef SQ_ZIP_LOW
 
 template <class T, bool Unmultiply>
 Pixels background(Pixels p) {
