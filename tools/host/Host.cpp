@@ -165,8 +165,10 @@ const void* Host::fetchSuite(const char* name, int version) {
             table = &imageEffectWithoutMemory_;
         }
     }
-    std::lock_guard<std::mutex> lock(recordMutex_);
-    suiteRequests_.push_back({suite, version, table != nullptr});
+    if (config_.recordCalls) {
+        std::lock_guard<std::mutex> lock(recordMutex_);
+        suiteRequests_.push_back({suite, version, table != nullptr});
+    }
     return table;
 }
 
@@ -343,11 +345,14 @@ OfxStatus Host::recordProgress(ProgressRecord record) {
         progressUpdates_.erase(record.handle);
         break;
     }
-    progress_.push_back(record);
+    if (config_.recordCalls)
+        progress_.push_back(record);
     return record.status;
 }
 
 void Host::recordAction(ActionRecord record) {
+    if (!config_.recordCalls)
+        return;
     std::lock_guard<std::mutex> lock(recordMutex_);
     actions_.push_back(std::move(record));
 }

@@ -114,6 +114,11 @@ struct HostConfig {
     // abort() answers 1 from its call number N+1 in a render (0: at once);
     // negative: only when EffectInstance::setAbort(true) asks.
     int abortAfterCalls = -1;
+    // Whether the host keeps a record of every suite request, progress call
+    // and action (what tests read back). A tool that renders for hours
+    // turns it off, so that the host's memory does not grow with every
+    // frame; messages are kept either way.
+    bool recordCalls = true;
 
     HostConfig();
 

@@ -263,6 +263,8 @@ RenderReport render(const RenderOptions& options, std::FILE* out, bool terminal,
         ofxhost::HostConfig config;
         config.name = "org.stutterquirk.render";
         config.label = "ofx-render";
+        // Thousands of frames: no record of every call kept in memory.
+        config.recordCalls = false;
         config.project.width = job.width;
         config.project.height = job.height;
         config.project.duration =
