@@ -1,12 +1,15 @@
 #include "BenchSupport.h"
 
+#include "WorkerPool.h"
+
 #include <algorithm>
+#include <atomic>
+#include <functional>
 #include <chrono>
 #include <cmath>
 #include <cstring>
 #include <map>
 #include <mutex>
-#include <thread>
 #include <tuple>
 #include <type_traits>
 #include <vector>
@@ -93,11 +96,18 @@ std::shared_ptr<ofxhost::ImageBuffer> makeSource(int width, int height, int bits
 }
 
 void floorPass(const ofxhost::ImageBuffer& source, ofxhost::ImageBuffer& output, unsigned threads) {
+    // Threads kept from pass to pass, as the host keeps its render threads:
+    // the floor is the memory's, not the cost of starting threads.
+    static ofxhost::WorkerPool pool;
+    static std::mutex poolMutex;
+    std::lock_guard<std::mutex> lock(poolMutex);
     const int h = source.height();
     const std::size_t rowBytes =
         std::size_t(source.rowBytes() < 0 ? -source.rowBytes() : source.rowBytes());
     std::vector<std::uint64_t> sums(threads, 0);
-    auto work = [&](unsigned t) {
+    std::atomic<unsigned> next{0};
+    const std::function<void()> work = [&]() {
+        const unsigned t = next++;
         const int y1 = int(std::int64_t(h) * t / threads);
         const int y2 = int(std::int64_t(h) * (t + 1) / threads);
         std::uint64_t sum = readRows(source, y1, y2);
@@ -107,12 +117,7 @@ void floorPass(const ofxhost::ImageBuffer& source, ofxhost::ImageBuffer& output,
                         source.pixel(source.bounds().x1, source.bounds().y1 + y), rowBytes);
         sums[t] = sum;
     };
-    std::vector<std::thread> pool;
-    for (unsigned t = 1; t < threads; ++t)
-        pool.emplace_back(work, t);
-    work(0);
-    for (std::thread& thread : pool)
-        thread.join();
+    pool.run(threads, work);
     for (std::uint64_t s : sums)
         gSink += s;
 }
@@ -127,6 +132,10 @@ double floorSeconds(const ofxhost::ImageBuffer& source, ofxhost::ImageBuffer& ou
         best = std::min(best, took.count());
     }
     return best;
+}
+
+double smallest(const std::vector<double>& values) {
+    return values.empty() ? 0.0 : *std::min_element(values.begin(), values.end());
 }
 
 double cachedFloorSeconds(int width, int height, int bits, unsigned threads) {

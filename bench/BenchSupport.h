@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace sqbench {
 
@@ -34,6 +35,10 @@ void floorPass(const ofxhost::ImageBuffer& source, ofxhost::ImageBuffer& output,
 // The floor for a frame size, depth and thread count, measured once per run
 // on buffers of their own and remembered.
 double cachedFloorSeconds(int width, int height, int bits, unsigned threads);
+
+// The smallest of a row's repetitions: on a shared machine the least
+// disturbed run (--benchmark_repetitions=N prints it as the row's _min).
+double smallest(const std::vector<double>& values);
 
 // Resident memory of this process: now and the peak since the last reset.
 // Both 0 where the system does not say (then the memory rows are skipped).

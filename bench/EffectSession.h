@@ -99,6 +99,8 @@ public:
         c.project.width = row.size.width;
         c.project.height = row.size.height;
         c.imageMemoryPoolBytes = poolBytes;
+        // A host that renders, not one that keeps a log for tests.
+        c.recordCalls = false;
         return c;
     }
 

@@ -1,6 +1,6 @@
 // Each filter of the effect alone on a 1920x1080 frame, for every depth and
 // every kernel family this processor runs, on two of our host's threads; and
-// the blur at sizes 1, 30 and 100, whose cost should not depend on the size.
+// the blur at sizes 1, 30 and 100 at every depth, whose cost should not depend on the size.
 // Each row carries its ratio to the memory floor of the same frame.
 //
 // Rows: Filter/<filter>/<depth>/<family>, Blur/size:<size>/<depth>/<family>
@@ -136,13 +136,15 @@ int registerRows() {
                     ->Unit(benchmark::kMillisecond)
                     ->MinTime(0.2);
         for (float size : {1.0f, 30.0f, 100.0f})
-            benchmark::RegisterBenchmark(
-                (std::string("Blur/size:") + std::to_string(int(size)) + "/float/" + familyName)
-                    .c_str(),
-                runBlur, size, 32, family)
-                ->UseManualTime()
-                ->Unit(benchmark::kMillisecond)
-                ->MinTime(0.2);
+            for (int bits : {32, 16, 8})
+                benchmark::RegisterBenchmark((std::string("Blur/size:") +
+                                              std::to_string(int(size)) + "/" +
+                                              sqbench::depthLabel(bits) + "/" + familyName)
+                                                 .c_str(),
+                                             runBlur, size, bits, family)
+                    ->UseManualTime()
+                    ->Unit(benchmark::kMillisecond)
+                    ->MinTime(0.2);
     }
     return 0;
 }

@@ -3,6 +3,9 @@
 # figures mean something only beside it and beside the memory floor that
 # each benchmark measures in the same run.
 #   tools/run-bench.sh [Google Benchmark options...]
+# On a shared machine, --benchmark_repetitions=7
+# --benchmark_report_aggregates_only=true adds each row's _min: the least
+# disturbed of its runs.
 # SQ_BUILD_DIR picks the build tree (default: build).
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
