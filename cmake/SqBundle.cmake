@@ -38,8 +38,13 @@ function(sq_add_ofx_bundle name)
         # Only the two OpenFX entry points leave the library; the standard
         # library's inline instantiations stay local too.
         target_link_options(${name} PRIVATE
-            "-Wl,--version-script=${CMAKE_SOURCE_DIR}/cmake/ofx-exports.map"
-            "-Wl,--no-undefined")
+            "-Wl,--version-script=${CMAKE_SOURCE_DIR}/cmake/ofx-exports.map")
+        # Every symbol resolved inside the library and the system's, except
+        # in a clang sanitizer build: clang links its sanitizer runtimes into
+        # the program, which a sanitized plug-in then relies on.
+        if(NOT (SQ_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang"))
+            target_link_options(${name} PRIVATE "-Wl,--no-undefined")
+        endif()
         set_property(TARGET ${name} APPEND PROPERTY LINK_DEPENDS
             "${CMAKE_SOURCE_DIR}/cmake/ofx-exports.map")
     endif()

@@ -215,8 +215,8 @@ private:
         settings.levels = levels->balanceParams();
         settings.greyValue = grey->valueFactor;
         settings.opacity = blend->opacity;
-        replace(*top, *make<MaskStencilFilter<Host>>(input, settings, blur->firstSize,
-                                                     blur->secondSize, cost));
+        replace(*top, *make<MaskStencilFilter<Host>>(input, settings, double(blur->firstSize),
+                                                     double(blur->secondSize), cost));
         return true;
     }
 

@@ -31,8 +31,10 @@ public:
         this->host_ = &host;
         this->destination_ = &destination;
         this->inputImages_ = &images;
-        const DericheCoefficients first = dericheCoefficients(this->firstSize, this->firstOrder);
-        const DericheCoefficients second = dericheCoefficients(this->secondSize, this->secondOrder);
+        const DericheCoefficients first =
+            dericheCoefficients(double(this->firstSize), this->firstOrder);
+        const DericheCoefficients second =
+            dericheCoefficients(double(this->secondSize), this->secondOrder);
         ::VX::Host::OFX::ImageBuffer middle(&host);
         GaussianBlurPlan plan(destination, *images.front(), destination.bounds, first, second,
                               currentKernelFamily(dericheFamilies()), middle);
@@ -49,8 +51,10 @@ public:
 
     // The blurred pixels of `rect` alone, on the calling thread.
     void processRect(const Rect& rect, const InputImages& images, unsigned threadIndex) override {
-        const DericheCoefficients first = dericheCoefficients(this->firstSize, this->firstOrder);
-        const DericheCoefficients second = dericheCoefficients(this->secondSize, this->secondOrder);
+        const DericheCoefficients first =
+            dericheCoefficients(double(this->firstSize), this->firstOrder);
+        const DericheCoefficients second =
+            dericheCoefficients(double(this->secondSize), this->secondOrder);
         ::VX::Host::OFX::ImageBuffer middle(this->host_);
         GaussianBlurPlan plan(*this->destination_, *images.front(), rect, first, second,
                               currentKernelFamily(dericheFamilies()), middle);

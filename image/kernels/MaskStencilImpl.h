@@ -126,7 +126,7 @@ VF blurStore(const double* from) {
     std::memcpy(&lo, from, sizeof lo);
     std::memcpy(&hi, from + 8, sizeof hi);
     if constexpr (kInteger<T>) {
-        constexpr double maximum = sampleMax<T>();
+        constexpr double maximum = double(sampleMax<T>());
         auto held = [&](VD8 v) {
             VD8 x = v * maximum + 0.5;
             x = x > 0.0 ? x : VD8{} + 0.0;

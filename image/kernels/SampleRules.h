@@ -111,7 +111,7 @@ inline double blurLoad(T s) {
 template <class T>
 inline T blurStore(double value) {
     if constexpr (kInteger<T>) {
-        constexpr double maximum = sampleMax<T>();
+        constexpr double maximum = double(sampleMax<T>());
         double x = value * maximum + 0.5;
         x = x > 0 ? x : 0;
         x = x < maximum ? x : maximum;

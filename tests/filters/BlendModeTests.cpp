@@ -326,7 +326,7 @@ TEST_P(BlendOracleTest, PortableMatchesPlainFormula) {
             }
             if (nearJump(mode, b, l))
                 continue;
-            const Pixel e = expectedPixel(mode, b, l, opacity);
+            const Pixel e = expectedPixel(mode, b, l, double(opacity));
             for (int c = 0; c < 4; ++c) {
                 double want = e.c[c];
                 if (depth != 32)

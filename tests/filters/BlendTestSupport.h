@@ -53,7 +53,7 @@ struct TestImage {
         default: {
             float v;
             std::memcpy(&v, p + 4 * c, 4);
-            return v;
+            return double(v);
         }
         }
     }

@@ -258,7 +258,7 @@ TEST_P(BlurDepths, UniformImageStaysUniformToTheEdges) {
             for (int c = 0; c < 4; ++c) {
                 // Every pixel alike, edges included, within the two passes'
                 // normalisation error (2 x 2.5e-4) plus the rounding.
-                const double level = sample(out, 0, 0, c);
+                const double level = double(sample(out, 0, 0, c));
                 ASSERT_NEAR(sample(out, x, y, c), level, 5e-4 * level + (depth == 32 ? 0 : 1))
                     << x << "," << y << " channel " << c;
                 ASSERT_NEAR(sample(out, x, y, c), sample(in, x, y, c),
@@ -377,8 +377,9 @@ TEST_P(BlurFamilies, EqualTheLineByLineBlur) {
     PixelImage out = makeImage(depth, shape.components, shape.output);
     PixelImage expected = makeImage(depth, shape.components, shape.output);
     runFilter(blur, bound, out, in);
-    referenceBlur(in, expected, dericheCoefficients(float(shape.firstSize), shape.firstOrder),
-                  dericheCoefficients(float(shape.secondSize), shape.secondOrder));
+    referenceBlur(in, expected,
+                  dericheCoefficients(double(float(shape.firstSize)), shape.firstOrder),
+                  dericheCoefficients(double(float(shape.secondSize)), shape.secondOrder));
     const Rect covered = VX::intersect(shape.output, shape.input);
     for (int y = covered.y1; y < covered.y2; ++y)
         for (int x = covered.x1; x < covered.x2; ++x)

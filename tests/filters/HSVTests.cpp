@@ -112,8 +112,8 @@ TEST_P(HSVTextbook, AgreesOnRandomColours) {
     hsvRegion(KernelFamily::Portable, out.image, source.image, bounds, params, nullptr);
     for (int y = 0; y < bounds.y2; ++y)
         for (int x = 0; x < bounds.x2; ++x) {
-            double r = sample(source, x, y, 0), g = sample(source, x, y, 1),
-                   b = sample(source, x, y, 2);
+            double r = double(sample(source, x, y, 0)), g = double(sample(source, x, y, 1)),
+                   b = double(sample(source, x, y, 2));
             if (std::min({r, g, b}) < 0 || std::max({r, g, b}) > 1)
                 continue; // the textbook form is for colours within 0 to 1
             textbook(r, g, b, params);

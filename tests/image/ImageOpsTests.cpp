@@ -244,7 +244,8 @@ TEST(SharedRef, LastReferenceDeletesTheObject) {
     }
     EXPECT_EQ(first.useCount(), 1u);
     EXPECT_EQ(alive, 1);
-    first = first; // self-assignment keeps it
+    const VX::Image::SharedRef<Tracked>& same = first;
+    first = same; // assigned to itself: keeps it
     EXPECT_EQ(alive, 1);
     first.reset();
     EXPECT_EQ(alive, 0);

@@ -50,7 +50,8 @@ bool isEffect(const void* handle) {
            EffectInstance::fromHandle(handle) != nullptr;
 }
 
-std::string format(const char* fmt, va_list args) {
+// The plug-in's printf-style message and its arguments, as one text.
+__attribute__((format(printf, 1, 0))) std::string format(const char* fmt, va_list args) {
     va_list measure;
     va_copy(measure, args);
     const int n = std::vsnprintf(nullptr, 0, fmt, measure);
@@ -100,8 +101,11 @@ const OfxMemorySuiteV1 kMemorySuite = {memoryAlloc, memoryFree};
 
 // --- message suites ---------------------------------------------------------------
 
-OfxStatus postMessage(int version, MessageRecord::Kind kind, void* handle, const char* type,
-                      const char* id, const char* fmt, va_list args) {
+// `fmt` and `args` are the plug-in's printf-style message.
+__attribute__((format(printf, 6, 0))) OfxStatus postMessage(int version, MessageRecord::Kind kind,
+                                                            void* handle, const char* type,
+                                                            const char* id, const char* fmt,
+                                                            va_list args) {
     Host* host = hostFor(handle);
     const bool persistent = kind == MessageRecord::Kind::Persistent;
     OFXHOST_INJECT(host,
@@ -128,7 +132,8 @@ OfxStatus postMessage(int version, MessageRecord::Kind kind, void* handle, const
     return persistent ? kOfxStatOK : host->config().messageReply;
 }
 
-OfxStatus messageV1(void* handle, const char* type, const char* id, const char* fmt, ...) {
+__attribute__((format(printf, 4, 5))) OfxStatus messageV1(void* handle, const char* type,
+                                                          const char* id, const char* fmt, ...) {
     va_list args;
     va_start(args, fmt);
     const OfxStatus st = postMessage(1, MessageRecord::Kind::Message, handle, type, id, fmt, args);
@@ -136,7 +141,8 @@ OfxStatus messageV1(void* handle, const char* type, const char* id, const char* 
     return st;
 }
 
-OfxStatus messageV2(void* handle, const char* type, const char* id, const char* fmt, ...) {
+__attribute__((format(printf, 4, 5))) OfxStatus messageV2(void* handle, const char* type,
+                                                          const char* id, const char* fmt, ...) {
     va_list args;
     va_start(args, fmt);
     const OfxStatus st = postMessage(2, MessageRecord::Kind::Message, handle, type, id, fmt, args);
@@ -144,8 +150,8 @@ OfxStatus messageV2(void* handle, const char* type, const char* id, const char* 
     return st;
 }
 
-OfxStatus setPersistentMessage(void* handle, const char* type, const char* id, const char* fmt,
-                               ...) {
+__attribute__((format(printf, 4, 5))) OfxStatus
+setPersistentMessage(void* handle, const char* type, const char* id, const char* fmt, ...) {
     va_list args;
     va_start(args, fmt);
     const OfxStatus st =

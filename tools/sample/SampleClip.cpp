@@ -14,9 +14,9 @@ constexpr float kPi = 3.14159265f;
 
 // float in, float out; sqrt, the only function taken from the C library, is
 // correctly rounded everywhere.
-float cosine(float x) { return static_cast<float>(VX::Image::reproducibleCos(x)); }
-float sine(float x) { return static_cast<float>(VX::Image::reproducibleSin(x)); }
-float exponential(float x) { return static_cast<float>(VX::Image::reproducibleExp(x)); }
+float cosine(float x) { return static_cast<float>(VX::Image::reproducibleCos(double(x))); }
+float sine(float x) { return static_cast<float>(VX::Image::reproducibleSin(double(x))); }
+float exponential(float x) { return static_cast<float>(VX::Image::reproducibleExp(double(x))); }
 
 // A hue in 0..1 to a saturated colour.
 void hueToRgb(float hue, float rgb[3]) {
