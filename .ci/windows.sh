@@ -92,22 +92,5 @@ rm -rf "$reports"
 say "tests took $(took "$start") s"
 
 # The cases of every program, as GoogleTest reported them.
-cases=0
-failed=0
-for report in "$reports"/*.xml; do
-    [ -f "$report" ] || continue
-    program="$(basename "$report" .xml)"
-    n="$(grep -c '<testcase ' "$report" || true)"
-    # A case that failed: the <testcase> line before its <failure>.
-    names="$(awk '/<testcase /{match($0, /name="[^"]*"/); name=substr($0, RSTART+6, RLENGTH-7);
-                              match($0, /classname="[^"]*"/); cls=substr($0, RSTART+11, RLENGTH-12)}
-                 /<failure /{print cls "." name}' "$report" | sort -u)"
-    f=0
-    [ -z "$names" ] || f="$(printf '%s\n' "$names" | wc -l)"
-    cases=$((cases + n))
-    failed=$((failed + f))
-    printf 'windows.sh: %-20s %5d cases, %d failed\n' "$program" "$n" "$f"
-    [ -z "$names" ] || printf 'windows.sh:     failed: %s\n' $names
-done
-say "$cases cases, $failed failed"
+"$source_dir/tools/test-report-summary.sh" "$build_dir"
 exit "$status"

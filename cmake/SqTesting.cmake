@@ -33,15 +33,13 @@ else()
 endif()
 include(GoogleTest)
 
-# Cross-compiled tests run under an emulator (Wine), where each process's
-# start-up is dear: there each test program is one CTest test.
-if(CMAKE_CROSSCOMPILING)
-    set(sq_whole_default ON)
-else()
-    set(sq_whole_default OFF)
-endif()
-option(SQ_TEST_PROGRAMS_WHOLE "Register each test program as one CTest test"
-    ${sq_whole_default})
+# Each test program is one CTest test (or a few shards of one), all its
+# cases in one process: a process start is dear under an emulator (Wine),
+# under the sanitizers and for programs that load OpenImageIO, and there are
+# thousands of cases. Every case's result goes to the program's XML report,
+# which tools/test-report-summary.sh sums up. OFF registers every case as a
+# CTest test of its own (for `ctest -R` on single cases).
+option(SQ_TEST_PROGRAMS_WHOLE "Register each test program as one CTest test" ON)
 
 set(SQ_CMAKE_DIR "${CMAKE_CURRENT_LIST_DIR}")
 
@@ -77,28 +75,44 @@ function(sq_check_binary target)
     endif()
 endfunction()
 
-# sq_add_gtest(<target> SOURCES <files...> [LIBRARIES <libs...>])
+# sq_add_gtest(<target> SOURCES <files...> [LIBRARIES <libs...>] [SHARDS <n>])
+#
+# SHARDS splits a long program into n CTest tests of its cases (GoogleTest's
+# sharding), so that CTest spreads it over the cores.
 function(sq_add_gtest target)
-    cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES" ${ARGN})
+    cmake_parse_arguments(ARG "" "SHARDS" "SOURCES;LIBRARIES" ${ARGN})
+    if(NOT ARG_SHARDS)
+        set(ARG_SHARDS 1)
+    endif()
     add_executable(${target} ${ARG_SOURCES})
     target_link_libraries(${target} PRIVATE ${ARG_LIBRARIES} GTest::gtest GTest::gtest_main
         Threads::Threads)
     sq_target_warnings(${target})
-    # A program's test files compile as one: each would otherwise parse
-    # GoogleTest and our host's headers again, and CI builds the tests three
-    # times.
-    set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 0)
+    # A program's test files compile a few at a time: each would otherwise
+    # parse GoogleTest and our host's headers again, and one file of all of
+    # them would leave a core idle. Line tables are all the debug
+    # information a failing test needs, at two thirds of the compile time.
+    set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 4)
+    if(NOT MSVC)
+        target_compile_options(${target} PRIVATE $<$<CONFIG:RelWithDebInfo>:-g1>)
+    endif()
     if(SQ_TEST_PROGRAMS_WHOLE)
-        # One CTest test per program: under an emulator each process costs
-        # a start-up, so all of a program's cases run in one. Each case's
-        # result goes to the program's XML report (summed up by the CI).
-        # A relative report path: under Wine an absolute Linux path is not
-        # one to a Windows program.
-        add_test(NAME ${target}
-            COMMAND ${target} --gtest_output=xml:test-reports/${target}.xml
-            WORKING_DIRECTORY ${CMAKE_BINARY_DIR})
-        set_tests_properties(${target} PROPERTIES
-            ENVIRONMENT "SQ_BUILD_DIR=${CMAKE_BINARY_DIR}")
+        math(EXPR last "${ARG_SHARDS} - 1")
+        foreach(shard RANGE ${last})
+            if(ARG_SHARDS EQUAL 1)
+                set(name ${target})
+            else()
+                set(name ${target}.${shard})
+            endif()
+            # A relative report path: under Wine an absolute Linux path is
+            # not one to a Windows program.
+            add_test(NAME ${name}
+                COMMAND ${target} --gtest_output=xml:test-reports/${name}.xml
+                WORKING_DIRECTORY ${CMAKE_BINARY_DIR})
+            set_tests_properties(${name} PROPERTIES ENVIRONMENT
+                "SQ_BUILD_DIR=${CMAKE_BINARY_DIR};GTEST_TOTAL_SHARDS=${ARG_SHARDS};GTEST_SHARD_INDEX=${shard}")
+            set_property(GLOBAL APPEND PROPERTY SQ_TEST_REPORTS ${name})
+        endforeach()
     else()
         # Cases are listed when CTest starts rather than at build time, so
         # that building for another system needs no emulator.
@@ -112,4 +126,15 @@ function(sq_add_gtest target)
         # fail to start on a real Windows machine.
         sq_check_binary(${target})
     endif()
+endfunction()
+
+# Writes <build>/test-reports.list: the XML report every whole test program
+# (or shard) writes, so that a program that never wrote one (it crashed or
+# timed out) is named in the summary. Called once all tests are declared.
+function(sq_write_test_report_list)
+    get_property(reports GLOBAL PROPERTY SQ_TEST_REPORTS)
+    file(WRITE ${CMAKE_BINARY_DIR}/test-reports.list "")
+    foreach(report IN LISTS reports)
+        file(APPEND ${CMAKE_BINARY_DIR}/test-reports.list "${report}\n")
+    endforeach()
 endfunction()

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs what building and testing need on Debian 12, as root; --windows
-# adds what the Windows build and Wine need, --fuzz clang and libFuzzer.
+# adds what the Windows build and Wine need, --clang clang with its
+# sanitizer runtimes and libFuzzer.
 # Packages already present are not asked for again, so repeated runs are
 # quick and work offline.
 set -euo pipefail
@@ -12,10 +13,10 @@ for option in "$@"; do
     # The Windows build and its tests under Wine, and the packages (NSIS makes
     # the installer; dpkg-dev reads the .deb's dependencies from its binaries).
     --windows) packages+=(g++-mingw-w64-x86-64-posix wine64 wine googletest nsis dpkg-dev) ;;
-    # libFuzzer comes with clang's runtime libraries.
-    --fuzz) packages+=(clang libclang-rt-dev) ;;
+    # The sanitizer runtimes and libFuzzer come with clang's runtime libraries.
+    --clang) packages+=(clang libclang-rt-dev) ;;
     *)
-        echo "install-deps: unknown option $option (known: --windows, --fuzz)" >&2
+        echo "install-deps: unknown option $option (known: --windows, --clang)" >&2
         exit 2
         ;;
     esac

@@ -2,6 +2,8 @@
 # Builds the libFuzzer targets with clang, AddressSanitizer and
 # UndefinedBehaviorSanitizer, and runs each for a while from its seed corpus.
 #   tools/run-fuzz.sh [seconds per target, default 60] [build dir]
+# A build dir already configured with -DSQ_BUILD_FUZZERS=ON (clang, with the
+# sanitizers) is used as it is; any other is configured for fuzzing.
 # New inputs the fuzzer finds go to <build>/corpus/<target>; a crashing input
 # is kept as <build>/artifacts/<target>-crash-... and the script fails.
 set -euo pipefail
@@ -10,12 +12,16 @@ seconds=${1:-60}
 build=${2:-$root/build-fuzz}
 jobs=$(nproc)
 
-"$root/tools/install-deps.sh" --fuzz
-# Warnings are the GCC builds' business (-DSQ_WERROR=ON there): clang warns
-# about other things.
-cmake -S "$root" -B "$build" -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
-    -DCMAKE_BUILD_TYPE=RelWithDebInfo -DSQ_SANITIZE=address,undefined -DSQ_BUILD_FUZZERS=ON \
-    -DSQ_BUILD_TESTS=OFF >/dev/null
+"$root/tools/install-deps.sh" --clang
+if [[ -f "$build/CMakeCache.txt" ]] && grep -q '^SQ_BUILD_FUZZERS:BOOL=ON' "$build/CMakeCache.txt"; then
+    # A tree already set up for fuzzing (the CI's sanitizer build): its
+    # targets are built as it was configured.
+    :
+else
+    cmake -S "$root" -B "$build" -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
+        -DCMAKE_BUILD_TYPE=RelWithDebInfo -DSQ_SANITIZE=address,undefined -DSQ_BUILD_FUZZERS=ON \
+        -DSQ_BUILD_TESTS=OFF -DSQ_WERROR=ON >/dev/null
+fi
 
 targets=(param_text image_description)
 cmake --build "$build" -j"$jobs" --target "${targets[@]/#/fuzz_}"
