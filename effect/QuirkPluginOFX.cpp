@@ -3,10 +3,8 @@
 #include "effect/FlickerRecipe.h"
 #include "host/ofx/Parameters.h"
 #include "image/Evaluate.h"
-#include "image/kernels/KernelFamily.h"
 
 #include <cstdint>
-#include <cstdlib>
 
 namespace VX {
 
@@ -33,13 +31,6 @@ std::string QuirkPluginOFX::aboutText() {
 }
 
 std::string QuirkPluginOFX::displayText(const std::string& text) const { return text; }
-
-OfxStatus QuirkPluginOFX::load() {
-    const char* widest = std::getenv("STUTTERQUIRK_KERNELS");
-    Image::limitKernelFamilies(widest != nullptr ? Image::kernelFamilyFromName(widest)
-                                                 : std::nullopt);
-    return kOfxStatOK;
-}
 
 void QuirkPluginOFX::showAbout() {
     showMessage(displayText(aboutText()).c_str(), displayText(kProductName).c_str());

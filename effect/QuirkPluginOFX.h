@@ -19,13 +19,6 @@ public:
 
     void showAbout() override;
 
-    // Loading chooses how wide the kernels may go: the environment variable
-    // STUTTERQUIRK_KERNELS names the widest family ("Portable", "SSE2",
-    // "SSSE3", "SSE4_1", "AVX2", "AVX512", in any case); unset or unknown,
-    // the processor's best. Every family renders the same bytes, so this
-    // only trades speed for ruling out one processor's instruction set.
-    OfxStatus load() override;
-
     // The three questions the render and region actions ask, all answered
     // by building the flicker recipe for the action's time.
     void renderEffect(OFXHostImage& output, OFXHostImage& source, const Rect& window) override;

@@ -15,6 +15,7 @@
 
 #include <memory>
 #include <optional>
+#include <string>
 
 namespace sqtest {
 
@@ -30,8 +31,10 @@ struct Params {
 // layout the test gives it rather than the effect's preferences.
 class QuirkRender {
 public:
-    explicit QuirkRender(ofxhost::HostConfig config = ofxhost::HostConfig())
-        : p(sqtest::quirkBundle(), withoutPreferences(std::move(config))) {
+    // `bundle`: the shipped effect, or its test build (tests/plugin).
+    explicit QuirkRender(ofxhost::HostConfig config = ofxhost::HostConfig(),
+                         const std::string& bundle = sqtest::quirkBundle())
+        : p(bundle, withoutPreferences(std::move(config))) {
         EXPECT_EQ(p.load(), kOfxStatOK);
         EXPECT_EQ(p.plugin.describe(), kOfxStatOK);
         EXPECT_EQ(p.plugin.describeInContext(kOfxImageEffectContextFilter), kOfxStatOK);

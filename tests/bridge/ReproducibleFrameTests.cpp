@@ -1,16 +1,19 @@
 // The same frame renders to the same bytes whatever the processor's
 // instruction set, the number of threads, the split of the render window and
-// the system: the built-in sample's frames through the built plug-in,
-// against hashes that the Linux and the Windows suites share.
+// the system: the built-in sample's frames through the built plug-in, and
+// through its test build held to each kernel family in turn, against hashes
+// that the Linux and the Windows suites share.
 
 #include "QuirkRender.h"
 #include "support/ScopedEnvironment.h"
 
 #include "SampleClip.h"
+#include "image/kernels/DericheLines.h"
 #include "image/kernels/KernelFamily.h"
 
 #include <cstdint>
 #include <cstdio>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -74,17 +77,21 @@ struct Rendered {
     OfxStatus status = kOfxStatErrUnknown;
     std::shared_ptr<ofxhost::ImageBuffer> output;
     std::size_t liveImages = 1;
+    std::string kernels; // the family the test build said its blur ran
 };
 
-// Renders the case's frame with `threads` threads and kernels no wider than
-// `widest`; `split`: the window in two halves, each its own render action
-// into the same output.
-Rendered render(const FrameCase& c, KernelFamily widest, unsigned threads, bool split) {
-    sqtest::ScopedEnvironment kernels("STUTTERQUIRK_KERNELS",
-                                      std::string(VX::Image::kernelFamilyName(widest)));
+// Renders the case's frame with `threads` threads: through the test build
+// with kernels no wider than `widest`, or through the shipped plug-in (its
+// processor's best) without; `split`: the window in two halves, each its
+// own render action into the same output.
+Rendered render(const FrameCase& c, std::optional<KernelFamily> widest, unsigned threads,
+                bool split) {
+    sqtest::ScopedEnvironment kernels(
+        "SQ_TEST_KERNELS",
+        widest ? std::optional<std::string>(VX::Image::kernelFamilyName(*widest)) : std::nullopt);
     ofxhost::HostConfig config;
     config.cpuCount = threads;
-    QuirkRender r(config);
+    QuirkRender r(config, widest ? sqtest::failingBundle() : sqtest::quirkBundle());
     Rendered out;
     if (r.fx == nullptr)
         return out;
@@ -111,7 +118,28 @@ Rendered render(const FrameCase& c, KernelFamily widest, unsigned threads, bool 
             out.status = kOfxStatErrUnknown; // the halves went to different images
     }
     out.liveImages = r.fx->liveImages();
+    for (const auto& m : r.p.host.messages())
+        if (m.text.rfind("kernels: ", 0) == 0)
+            out.kernels = m.text.substr(9);
     return out;
+}
+
+// The blur's family under a limit of `widest`: its widest family on this
+// processor that is no wider.
+std::string blurFamilyUpTo(KernelFamily widest) {
+    const std::uint32_t usable = VX::Image::processorFamilies() & VX::Image::dericheFamilies();
+    for (int f = int(widest); f > 0; --f)
+        if (usable & VX::Image::familyBit(KernelFamily(f)))
+            return VX::Image::kernelFamilyName(KernelFamily(f));
+    return VX::Image::kernelFamilyName(KernelFamily::Portable);
+}
+
+bool anyAlpha(const ofxhost::ImageBuffer& image) {
+    for (int y = image.bounds().y1; y < image.bounds().y2; ++y)
+        for (int x = image.bounds().x1; x < image.bounds().x2; ++x)
+            if (image.get(x, y, 3) != 0.0f)
+                return true;
+    return false;
 }
 
 class SampleFrames : public ::testing::TestWithParam<FrameCase> {};
@@ -134,21 +162,25 @@ TEST_P(SampleFrames, SameBytesWithEveryFamilyThreadCountAndSplit) {
                 ASSERT_EQ(r.status, kOfxStatOK);
                 ASSERT_NE(r.output, nullptr);
                 EXPECT_EQ(r.liveImages, 0u);
-                const std::uint64_t hash = hashRows(*r.output);
+                // The limit took hold: the blur ran the family asked for.
+                EXPECT_EQ(r.kernels, blurFamilyUpTo(family));
+                // An "off" frame is transparent; an "on" one is not.
                 if (compared == 0) {
-                    // An "off" frame is transparent; an "on" one is not.
-                    bool anyAlpha = false;
-                    for (int y = r.output->bounds().y1; y < r.output->bounds().y2; ++y)
-                        for (int x = r.output->bounds().x1; x < r.output->bounds().x2; ++x)
-                            anyAlpha = anyAlpha || r.output->get(x, y, 3) != 0.0f;
-                    EXPECT_EQ(anyAlpha, c.on);
+                    EXPECT_EQ(anyAlpha(*r.output), c.on);
                 }
-                EXPECT_EQ(hash, c.hash) << "0x" << std::hex << hash;
+                EXPECT_EQ(hashRows(*r.output), c.hash) << "0x" << std::hex << hashRows(*r.output);
                 ++compared;
             }
         }
     }
-    EXPECT_GE(compared, 4); // the portable loops and SSE2 at least
+    EXPECT_GE(compared, 8); // the portable loops and SSE2 at least
+
+    // The shipped plug-in, with the processor's best kernels.
+    const Rendered shipped = render(c, std::nullopt, 2, false);
+    ASSERT_EQ(shipped.status, kOfxStatOK);
+    ASSERT_NE(shipped.output, nullptr);
+    EXPECT_TRUE(shipped.kernels.empty()); // it reads no environment and says nothing
+    EXPECT_EQ(hashRows(*shipped.output), c.hash) << "0x" << std::hex << hashRows(*shipped.output);
 }
 
 // Hashes from the portable loops; every other family, thread count and

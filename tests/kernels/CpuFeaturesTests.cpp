@@ -3,7 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <utility>
@@ -279,6 +281,18 @@ TEST(CpuFeaturesOfThisProcessor, HasTheBaseAndAgreesWithTheCompiler) {
     EXPECT_EQ((wide & kWideAVX2) != 0, __builtin_cpu_supports("avx2") != 0);
     EXPECT_EQ((wide & kWideAVX512) != 0, __builtin_cpu_supports("avx512f") != 0);
 #endif
+}
+
+// CI names the widest family its processor has (SQ_EXPECT_KERNELS), so that
+// a system that hides it (an emulator that does not keep the wide registers)
+// fails here instead of quietly skipping that family's tests.
+TEST(CpuFeaturesOfThisProcessor, RunsTheFamilyTheMachineIsKnownToHave) {
+    const char* expected = std::getenv("SQ_EXPECT_KERNELS");
+    if (expected == nullptr)
+        GTEST_SKIP() << "SQ_EXPECT_KERNELS is not set";
+    const std::optional<KernelFamily> family = kernelFamilyFromName(expected);
+    ASSERT_TRUE(family.has_value()) << expected;
+    EXPECT_TRUE(processorFamilies() & familyBit(*family)) << expected << " does not run here";
 }
 
 } // namespace

@@ -4,15 +4,24 @@
 // The in-arguments of an action may carry "SQTestThrow" naming what the
 // action throws; "SQTestThrowInBind" makes the binding itself throw. The
 // purge-caches action shows the effect's about text.
+//
+// The environment variable SQ_TEST_KERNELS, read on load, names the widest
+// kernel family this build may use ("Portable", "SSE2", ... "AVX512"), so
+// that a test renders the same frame with every family the processor has;
+// each render then posts the message "kernels: <family>" naming the family
+// its blur runs. The shipped plug-in reads no environment.
 #include "effect/QuirkPluginOFX.h"
 #include "host/ofx/PluginEntry.h"
 #include "image/Exceptions.h"
+#include "image/kernels/DericheLines.h"
+#include "image/kernels/KernelFamily.h"
 
 #include "ofx/ofxImageEffect.h"
 
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <optional>
 #include <stdexcept>
 #include <string>
 
@@ -24,7 +33,20 @@ class TestEffect : public VX::QuirkPluginOFX {
 public:
     OfxStatus load() override {
         throwAsAsked("SQTestThrow");
+        const char* widest = std::getenv("SQ_TEST_KERNELS");
+        VX::Image::limitKernelFamilies(widest != nullptr ? VX::Image::kernelFamilyFromName(widest)
+                                                         : std::nullopt);
         return kOfxStatOK;
+    }
+    void renderEffect(VX::OFXHostImage& output, VX::OFXHostImage& source,
+                      const VX::Rect& window) override {
+        QuirkPluginOFX::renderEffect(output, source, window);
+        if (std::getenv("SQ_TEST_KERNELS") != nullptr) {
+            const std::string text = std::string("kernels: ") +
+                                     VX::Image::kernelFamilyName(VX::Image::currentKernelFamily(
+                                         VX::Image::dericheFamilies()));
+            postMessage(text.c_str(), "", VX::Host::OFX::kMsgInformation);
+        }
     }
     OfxStatus purgeCaches() override {
         throwAsAsked("SQTestThrow");
