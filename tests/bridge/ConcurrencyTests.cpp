@@ -137,4 +137,44 @@ TEST(QuirkFrames, CancelEndsTheRenderCleanly) {
     EXPECT_TRUE(r.p.host.messages().empty());
 }
 
+// The user's cancel (a renderer's Ctrl-C sets the instance's abort flag)
+// reaches a render in flight through the progress suite, which is how this
+// effect asks: the render stops at its next progress check, short of the
+// frame, and gives everything back.
+TEST(QuirkFrames, UsersCancelStopsTheRenderAtItsNextProgressCheck) {
+    QuirkRender r;
+    auto image = std::make_shared<ofxhost::ImageBuffer>(OfxRectI{0, 0, 96, 64}, kOfxBitDepthFloat,
+                                                        kOfxImageComponentRGBA, false,
+                                                        kOfxImageUnPreMultiplied);
+    image->fill([](int x, int y, int c) { return c == 3 ? 1.0f : float((x + y) % 64) / 63.0f; });
+    r.setSource(image, false);
+    const ofxhost::RenderResult whole = r.fx->render(1.0);
+    ASSERT_EQ(whole.status, kOfxStatOK);
+    const auto pixelsOf = [](const ofxhost::ImageBuffer& out) {
+        std::vector<float> v;
+        for (int y = 0; y < 64; ++y)
+            for (int x = 0; x < 96; ++x)
+                v.push_back(out.get(x, y, 3));
+        return v;
+    };
+    const std::vector<float> frame = pixelsOf(*whole.output);
+
+    std::atomic<bool> ctrlC{true};
+    r.fx->setAbortFlag(&ctrlC);
+    r.p.host.clearRecords();
+    const ofxhost::RenderResult stopped = r.fx->render(1.0);
+    r.fx->setAbortFlag(nullptr);
+    EXPECT_EQ(stopped.status, kOfxStatOK);
+    ASSERT_NE(stopped.output, nullptr);
+    EXPECT_NE(pixelsOf(*stopped.output), frame) << "the render went on to the end";
+    std::size_t refused = 0;
+    for (const auto& record : r.p.host.progress())
+        refused += record.status == kOfxStatReplyNo;
+    EXPECT_GE(refused, 1u);
+    EXPECT_EQ(r.fx->liveImages(), 0u);
+    EXPECT_EQ(r.p.host.liveImageMemory(), 0u);
+    EXPECT_EQ(r.p.host.liveAllocations(), 0u);
+    EXPECT_TRUE(r.p.host.messages().empty());
+}
+
 } // namespace

@@ -239,15 +239,26 @@ TEST(Abort, AnswersAsConfiguredAndCountsCalls) {
     EXPECT_EQ(fx.abort(t.effect()), 0);
     t.instance->setAbort(true);
     EXPECT_EQ(fx.abort(t.effect()), 1);
-    // A caller's flag (Ctrl-C) is read at every query while it is set.
+    // A caller's flag (Ctrl-C) is read at every query while it is set, by
+    // the suite's abort and by progress updates, the other way a plug-in
+    // hears of a cancel.
     Session u;
+    const OfxProgressSuiteV1& progress = *u.suites().progressV1;
     std::atomic<bool> interrupted{false};
     u.instance->setAbortFlag(&interrupted);
+    ASSERT_EQ(progress.progressStart(u.effect(), "rendering"), kOfxStatOK);
     EXPECT_EQ(fx.abort(u.effect()), 0);
+    EXPECT_EQ(progress.progressUpdate(u.effect(), 0.25), kOfxStatOK);
     interrupted = true;
     EXPECT_EQ(fx.abort(u.effect()), 1);
+    EXPECT_EQ(progress.progressUpdate(u.effect(), 0.5), kOfxStatReplyNo);
     u.instance->setAbortFlag(nullptr);
     EXPECT_EQ(fx.abort(u.effect()), 0);
+    EXPECT_EQ(progress.progressUpdate(u.effect(), 0.75), kOfxStatOK);
+    EXPECT_EQ(progress.progressEnd(u.effect()), kOfxStatOK);
+    t.instance->setAbort(true);
+    ASSERT_EQ(progress.progressStart(t.effect(), "rendering"), kOfxStatOK);
+    EXPECT_EQ(progress.progressUpdate(t.effect(), 0.5), kOfxStatReplyNo);
 }
 
 class InjectedFailure : public ::testing::TestWithParam<const char*> {};

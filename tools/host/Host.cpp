@@ -327,7 +327,7 @@ void Host::recordMessage(MessageRecord record) {
     messages_.push_back(std::move(record));
 }
 
-OfxStatus Host::recordProgress(ProgressRecord record) {
+OfxStatus Host::recordProgress(ProgressRecord record, bool cancelled) {
     std::lock_guard<std::mutex> lock(recordMutex_);
     switch (record.kind) {
     case ProgressRecord::Kind::Start:
@@ -335,8 +335,9 @@ OfxStatus Host::recordProgress(ProgressRecord record) {
         break;
     case ProgressRecord::Kind::Update: {
         int& count = progressUpdates_[record.handle];
-        const bool cancel = cancelling_.load() || (config_.progressCancelAfter >= 0 &&
-                                                   count >= config_.progressCancelAfter);
+        const bool cancel =
+            cancelled || cancelling_.load() ||
+            (config_.progressCancelAfter >= 0 && count >= config_.progressCancelAfter);
         ++count;
         record.status = cancel ? kOfxStatReplyNo : kOfxStatOK;
         break;

@@ -215,7 +215,9 @@ public:
 
     // --- used by the suites and plug-in sessions --------------------------
     void recordMessage(MessageRecord record);
-    OfxStatus recordProgress(ProgressRecord record);
+    // `cancelled`: the instance's user has cancelled, so that an update
+    // answers kOfxStatReplyNo.
+    OfxStatus recordProgress(ProgressRecord record, bool cancelled = false);
     void recordAction(ActionRecord record);
     void* allocate(std::size_t bytes);
     bool release(void* block);

@@ -875,10 +875,14 @@ OfxStatus EffectInstance::releaseImage(OfxPropertySetHandle image) {
     return kOfxStatOK;
 }
 
+bool EffectInstance::cancelRequested() const {
+    const std::atomic<bool>* flag = abortFlag_.load();
+    return abortRequested_.load() || (flag != nullptr && flag->load());
+}
+
 int EffectInstance::abortQuery() {
     const int calls = abortCalls_.fetch_add(1);
-    const std::atomic<bool>* flag = abortFlag_.load();
-    if (abortRequested_.load() || (flag != nullptr && flag->load())) {
+    if (cancelRequested()) {
         return 1;
     }
     const int after = host_.config().abortAfterCalls;

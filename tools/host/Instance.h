@@ -322,6 +322,10 @@ public:
     void setAbortFlag(const std::atomic<bool>* flag) { abortFlag_ = flag; }
     // What the suite's abort answers now; counts the call.
     int abortQuery();
+    // Whether the user has cancelled this instance's renders (setAbort or
+    // the caller's flag): the suite's abort answers 1 and progress updates
+    // answer kOfxStatReplyNo, the two ways a plug-in asks.
+    bool cancelRequested() const;
     int abortCalls() const { return abortCalls_.load(); }
 
     // --- the render driver ---------------------------------------------

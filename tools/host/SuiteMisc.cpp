@@ -193,7 +193,11 @@ OfxStatus progress(int version, ProgressRecord::Kind kind, void* handle, const c
     record.label = label != nullptr ? label : "";
     record.id = optionalText(id);
     record.value = value;
-    return host->recordProgress(std::move(record));
+    // A user who cancelled the instance's renders (Ctrl-C in ofx-render)
+    // is heard at the plug-in's next progress update.
+    const EffectInstance* instance = EffectInstance::fromHandle(handle);
+    return host->recordProgress(std::move(record),
+                                instance != nullptr && instance->cancelRequested());
 }
 
 OfxStatus progressStartV1(void* handle, const char* label) {
