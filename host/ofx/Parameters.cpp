@@ -33,6 +33,10 @@ OfxParamHandle Parameters::handle(int index, OfxPropertySetHandle* props) const 
     const OfxStatus status = host_.imageEffectSuite()->getParamSet(host_.effectHandle(), &paramSet);
     if (status != kOfxStatOK)
         throw Error{status};
+    // A host that answers OK without a parameter set has none to give: the
+    // action fails as if the call had.
+    if (paramSet == nullptr)
+        throw Error{kOfxStatFailed};
     // A parameter the host does not know leaves the handle null; the value
     // call then fails and the getter answers zero.
     OfxParamHandle param = nullptr;

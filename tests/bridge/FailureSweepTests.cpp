@@ -204,10 +204,19 @@ TEST_P(FailureSweep, EveryCallFailingInTurn) {
     // The statuses a failing host answers, in turn.
     const OfxStatus statuses[] = {kOfxStatFailed,     kOfxStatErrMemory,      kOfxStatErrBadHandle,
                                   kOfxStatErrUnknown, kOfxStatErrUnsupported, kOfxStatErrValue};
-    const std::set<std::string> handingOut = {
-        "OfxMemorySuite.memoryAlloc", "OfxImageEffectSuite.imageMemoryAlloc",
-        "OfxImageEffectSuite.imageMemoryLock", "OfxImageEffectSuite.clipDefine",
-        "OfxParameterSuite.paramDefine"};
+    const std::set<std::string> handingOut = {"OfxMemorySuite.memoryAlloc",
+                                              "OfxImageEffectSuite.imageMemoryAlloc",
+                                              "OfxImageEffectSuite.imageMemoryLock",
+                                              "OfxImageEffectSuite.clipDefine",
+                                              "OfxImageEffectSuite.clipGetHandle",
+                                              "OfxImageEffectSuite.clipGetImage",
+                                              "OfxImageEffectSuite.clipGetPropertySet",
+                                              "OfxImageEffectSuite.getParamSet",
+                                              "OfxImageEffectSuite.getPropertySet",
+                                              "OfxParameterSuite.paramDefine",
+                                              "OfxParameterSuite.paramGetHandle",
+                                              "OfxParameterSuite.paramGetPropertySet",
+                                              "OfxParameterSuite.paramSetGetPropertySet"};
     for (std::uint64_t k = 1 + std::uint64_t(GetParam()); k <= names_->size(); k += kShards) {
         runFailing(k, statuses[k % (sizeof statuses / sizeof statuses[0])]);
         if (handingOut.count((*names_)[k - 1]) != 0)

@@ -32,7 +32,7 @@ Host* clipHost(const void* handle) {
 }
 
 OfxStatus getPropertySet(OfxImageEffectHandle effect, OfxPropertySetHandle* props) {
-    OFXHOST_INJECT(effectHost(effect), "OfxImageEffectSuite.getPropertySet");
+    OFXHOST_INJECT_ALLOCATOR(effectHost(effect), "OfxImageEffectSuite.getPropertySet", props);
     PropertySet* set = nullptr;
     if (EffectDescriptor* d = EffectDescriptor::fromHandle(effect)) {
         set = &d->properties();
@@ -43,7 +43,7 @@ OfxStatus getPropertySet(OfxImageEffectHandle effect, OfxPropertySetHandle* prop
 }
 
 OfxStatus getParamSet(OfxImageEffectHandle effect, OfxParamSetHandle* paramSet) {
-    OFXHOST_INJECT(effectHost(effect), "OfxImageEffectSuite.getParamSet");
+    OFXHOST_INJECT_ALLOCATOR(effectHost(effect), "OfxImageEffectSuite.getParamSet", paramSet);
     OfxParamSetHandle handle = nullptr;
     if (EffectDescriptor* d = EffectDescriptor::fromHandle(effect)) {
         handle = d->params().handle();
@@ -77,7 +77,10 @@ OfxStatus clipDefine(OfxImageEffectHandle effect, const char* name, OfxPropertyS
 
 OfxStatus clipGetHandle(OfxImageEffectHandle effect, const char* name, OfxImageClipHandle* clip,
                         OfxPropertySetHandle* props) {
-    OFXHOST_INJECT(effectHost(effect), "OfxImageEffectSuite.clipGetHandle");
+    if (props != nullptr) {
+        *props = nullptr;
+    }
+    OFXHOST_INJECT_ALLOCATOR(effectHost(effect), "OfxImageEffectSuite.clipGetHandle", clip);
     OfxImageClipHandle handle = nullptr;
     PropertySet* set = nullptr;
     if (EffectDescriptor* d = EffectDescriptor::fromHandle(effect)) {
@@ -97,7 +100,7 @@ OfxStatus clipGetHandle(OfxImageEffectHandle effect, const char* name, OfxImageC
 }
 
 OfxStatus clipGetPropertySet(OfxImageClipHandle clip, OfxPropertySetHandle* props) {
-    OFXHOST_INJECT(clipHost(clip), "OfxImageEffectSuite.clipGetPropertySet");
+    OFXHOST_INJECT_ALLOCATOR(clipHost(clip), "OfxImageEffectSuite.clipGetPropertySet", props);
     PropertySet* set = nullptr;
     if (ClipDescriptor* d = ClipDescriptor::fromHandle(clip)) {
         set = &d->properties();
@@ -112,7 +115,7 @@ OfxStatus clipGetImage(OfxImageClipHandle clip, OfxTime time, const OfxRectD* re
     if (image != nullptr) {
         *image = nullptr;
     }
-    OFXHOST_INJECT(clipHost(clip), "OfxImageEffectSuite.clipGetImage");
+    OFXHOST_INJECT_ALLOCATOR(clipHost(clip), "OfxImageEffectSuite.clipGetImage", image);
     if (ClipInstance* c = ClipInstance::fromHandle(clip)) {
         return c->effect().getImage(*c, time, region, image);
     }

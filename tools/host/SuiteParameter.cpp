@@ -144,7 +144,10 @@ OfxStatus paramDefine(OfxParamSetHandle paramSet, const char* type, const char* 
 
 OfxStatus paramGetHandle(OfxParamSetHandle paramSet, const char* name, OfxParamHandle* param,
                          OfxPropertySetHandle* props) {
-    OFXHOST_INJECT(paramSetHost(paramSet), "OfxParameterSuite.paramGetHandle");
+    if (props != nullptr) {
+        *props = nullptr;
+    }
+    OFXHOST_INJECT_ALLOCATOR(paramSetHost(paramSet), "OfxParameterSuite.paramGetHandle", param);
     OfxParamHandle handle = nullptr;
     PropertySet* set = nullptr;
     if (ParamSet* d = ParamSet::fromHandle(paramSet)) {
@@ -164,7 +167,8 @@ OfxStatus paramGetHandle(OfxParamSetHandle paramSet, const char* name, OfxParamH
 }
 
 OfxStatus paramSetGetPropertySet(OfxParamSetHandle paramSet, OfxPropertySetHandle* props) {
-    OFXHOST_INJECT(paramSetHost(paramSet), "OfxParameterSuite.paramSetGetPropertySet");
+    OFXHOST_INJECT_ALLOCATOR(paramSetHost(paramSet), "OfxParameterSuite.paramSetGetPropertySet",
+                             props);
     PropertySet* set = nullptr;
     if (ParamSet* d = ParamSet::fromHandle(paramSet)) {
         set = &d->properties();
@@ -175,7 +179,7 @@ OfxStatus paramSetGetPropertySet(OfxParamSetHandle paramSet, OfxPropertySetHandl
 }
 
 OfxStatus paramGetPropertySet(OfxParamHandle param, OfxPropertySetHandle* props) {
-    OFXHOST_INJECT(paramHost(param), "OfxParameterSuite.paramGetPropertySet");
+    OFXHOST_INJECT_ALLOCATOR(paramHost(param), "OfxParameterSuite.paramGetPropertySet", props);
     PropertySet* set = nullptr;
     if (ParamDescriptor* d = ParamDescriptor::fromHandle(param)) {
         set = &d->properties();

@@ -59,7 +59,8 @@ OfxStatus answerLookup(Handle found, PropertySet* set, Handle* out, OfxPropertyS
 namespace ofxhost {
 namespace detail {
 
-// kNullAnswer means something only to the calls that hand out memory.
+// kNullAnswer means something only to the calls that hand out memory or a
+// handle.
 inline OfxStatus injectedStatus(OfxStatus injected) {
     return injected == kNullAnswer ? kOfxStatFailed : injected;
 }
@@ -78,8 +79,8 @@ inline OfxStatus injectedStatus(OfxStatus injected) {
         }                                                                                          \
     } while (false)
 
-// The same for a call that hands out memory through `out`: kNullAnswer
-// hands out a null pointer with kOfxStatOK.
+// The same for a call that hands out memory or a handle through `out`:
+// kNullAnswer hands out a null pointer with kOfxStatOK.
 #define OFXHOST_INJECT_ALLOCATOR(host, call, out)                                                  \
     do {                                                                                           \
         if (::ofxhost::Host* injectHost_ = (host)) {                                               \
