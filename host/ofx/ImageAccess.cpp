@@ -290,6 +290,9 @@ std::string imageProblem(const HostImage& image, const char* clip) {
     const Rect& b = image.bounds;
     if (b.x2 < b.x1 || b.y2 < b.y1)
         return the + "'s bounds " + boundsText(b) + " are inverted";
+    // Width and height within 31 bits keep every product the filters index
+    // with (pixels, and rows times row bytes, both below 2^62) inside the
+    // 64-bit offsets and sizes they use.
     const std::int64_t limit = std::numeric_limits<std::int32_t>::max();
     if (b.width() > limit || b.height() > limit)
         return the + "'s bounds " + boundsText(b) + " are wider or taller than " +

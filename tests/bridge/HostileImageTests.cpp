@@ -18,6 +18,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -266,6 +267,12 @@ TEST_P(HostileImages, EndWithTheirStatusAndStayInsideTheBuffers) {
         ASSERT_EQ(messages.size(), 1u);
         EXPECT_EQ(messages[0].type, kOfxMessageError);
         EXPECT_NE(messages[0].text.find(attack.message), std::string::npos) << messages[0].text;
+        // It names the clip whose image is wrong.
+        if (attack.clip != nullptr) {
+            EXPECT_NE(messages[0].text.find(std::string("the ") + attack.clip + " image"),
+                      std::string::npos)
+                << messages[0].text;
+        }
     }
     // Nothing kept: every image given back, every block freed.
     EXPECT_EQ(fx->liveImages(), 0u);
