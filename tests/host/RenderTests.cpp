@@ -245,6 +245,28 @@ TEST(RenderSequence, ARenderErrorEndsWithItsStatusAndTheMessage) {
     EXPECT_TRUE(reported);
 }
 
+// A host that renders for hours keeps no record of every call, only the
+// plug-in's messages; one that keeps records has them all.
+TEST(RenderSequence, RecordsOfCallsAreKeptOnlyWhenAskedFor) {
+    for (bool record : {true, false}) {
+        SCOPED_TRACE(record ? "recording" : "not recording");
+        ofxhost::HostConfig cfg;
+        cfg.recordCalls = record;
+        Session s(cfg);
+        Frames source({0, 0, 2, 2}, kOfxBitDepthFloat, kOfxImageComponentRGBA, false);
+        s.instance->setClipFrames("Source", source.provider());
+        s.instance->setValue("mode", 2);
+        EXPECT_EQ(s.instance->render(0.0).status, kOfxStatFailed);
+        EXPECT_EQ(s.host.actions().empty(), !record);
+        EXPECT_EQ(s.host.suiteRequests().empty(), !record);
+        if (!record) {
+            EXPECT_TRUE(s.host.progress().empty());
+        }
+        ASSERT_FALSE(s.host.messages().empty());
+        EXPECT_EQ(s.host.messages().back().text, "asked to fail");
+    }
+}
+
 TEST(RenderSequence, AnEarlyStepsErrorStopsTheRender) {
     Session s; // no source: its region of definition cannot be had
     Frames source({0, 0, 2, 2}, kOfxBitDepthFloat, kOfxImageComponentRGBA, false);
