@@ -118,6 +118,12 @@ int registerRows() {
                         for (unsigned threads : {1u, 2u})
                             add({size, bits, premultiplied, frame, scale, threads});
         }
+    // A frame too small to cost anything: the fixed cost of a render, the
+    // action sequence included.
+    const Size tiny{"16x16", 16, 16};
+    for (const FrameKind& frame : {kOn, kOff})
+        for (unsigned threads : {1u, 2u})
+            add({tiny, 32, false, frame, 1.0, threads});
     return 0;
 }
 
