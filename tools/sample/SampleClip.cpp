@@ -49,8 +49,12 @@ void sampleFrame(int frame, int width, int height, float* rgba) {
             const float fy = static_cast<float>(y) + 0.5f;
             float rgb[3];
             hueToRgb(fx / w * 0.8f + fy / h * 0.3f + t * 0.02f, rgb);
+            // Dark on the left, light on the right, so that the effect's
+            // mask of the bright areas shows: the left third falls below it.
+            const float across = fx / w;
+            const float light = 0.1f + 0.9f * across * across;
             for (float& v : rgb) {
-                v = 0.15f + 0.55f * v;
+                v = light * (0.15f + 0.55f * v);
             }
             for (const Spot& s : spots) {
                 const float dx = (fx - s.cx) / s.radius;
