@@ -5,14 +5,25 @@
 #   timeline-<setting>.png  frames 0-47 in one row: the on/off pattern
 #
 #   tools/make-docs-images.sh [OUTPUT_DIR] [BUILD_DIR]
+#   tools/make-docs-images.sh --check [BUILD_DIR]
 #
 # OUTPUT_DIR defaults to docs/images (the committed pictures), BUILD_DIR to
 # build, configured and built here when needed. Fails when the guide shows a
-# picture that this script does not make.
+# picture that this script does not make. --check makes the pictures in a
+# temporary folder and fails unless they are byte for byte the committed
+# ones (frames render to the same bytes everywhere, so they must be).
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
-out=${1:-$root/docs/images}
-build=${2:-$root/build}
+check=0
+if [[ "${1:-}" == "--check" ]]; then
+    check=1
+    shift
+    out=$(mktemp -d)
+    build=${1:-$root/build}
+else
+    out=${1:-$root/docs/images}
+    build=${2:-$root/build}
+fi
 
 "$root/tools/install-deps.sh"
 cmake -S "$root" -B "$build" >/dev/null
@@ -21,7 +32,11 @@ render="$build/tools/render/ofx-render"
 bundle="$build/StutterQuirk.ofx.bundle"
 mkdir -p "$out"
 frames=$(mktemp -d)
-trap 'rm -rf "$frames"' EXIT
+if ((check)); then
+    trap 'rm -rf "$frames" "$out"' EXIT
+else
+    trap 'rm -rf "$frames"' EXIT
+fi
 made=()
 
 # picture NAME FRAMES SAMPLE_SIZE [ofx-render options...]
@@ -65,4 +80,21 @@ while read -r shown; do
         missing=1
     fi
 done < <(grep -o 'images/[^)]*\.png' "$root/docs/user-guide.md" | sed 's|^images/||' | sort -u)
+if ((check)); then
+    for name in "${made[@]}"; do
+        if ! cmp -s "$out/$name" "$root/docs/images/$name"; then
+            echo "make-docs-images: docs/images/$name is not the picture this script makes now;" \
+                "run tools/make-docs-images.sh and commit docs/images" >&2
+            missing=1
+        fi
+    done
+    for committed in "$root"/docs/images/*.png; do
+        name=$(basename "$committed")
+        if [[ ! " ${made[*]} " == *" $name "* ]]; then
+            echo "make-docs-images: docs/images/$name is made by nothing" >&2
+            missing=1
+        fi
+    done
+    ((missing)) || echo "make-docs-images: the committed pictures are the ones made now"
+fi
 exit $missing
