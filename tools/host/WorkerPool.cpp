@@ -1,9 +1,26 @@
 #include "WorkerPool.h"
 
 #include <algorithm>
+#include <chrono>
 #include <system_error>
 
 namespace ofxhost {
+
+namespace {
+
+// How long a thread watches for what it waits for before it sleeps: a
+// render's passes follow one another within microseconds, and waking a
+// sleeping thread costs tens of them (more in a virtual machine).
+constexpr std::chrono::microseconds kWatch{150};
+
+template <class Done>
+void watch(Done done) {
+    const auto until = std::chrono::steady_clock::now() + kWatch;
+    while (!done() && std::chrono::steady_clock::now() < until)
+        std::this_thread::yield();
+}
+
+} // namespace
 
 WorkerPool::~WorkerPool() {
     {
@@ -34,7 +51,10 @@ unsigned WorkerPool::run(unsigned count, const std::function<void()>& job) {
     wanted_ = used;
     pending_ = used;
     ++generation_;
+    lock.unlock();
     wake_.notify_all();
+    watch([this] { return pending_.load() == 0; });
+    lock.lock();
     done_.wait(lock, [this] { return pending_ == 0; });
     job_ = nullptr;
     return used;
@@ -43,6 +63,9 @@ unsigned WorkerPool::run(unsigned count, const std::function<void()>& job) {
 void WorkerPool::serve(unsigned slot, std::uint64_t seen) {
     std::unique_lock<std::mutex> lock(mutex_);
     for (;;) {
+        lock.unlock();
+        watch([&] { return stopping_.load() || generation_.load() != seen; });
+        lock.lock();
         wake_.wait(lock, [&] { return stopping_ || generation_ != seen; });
         if (stopping_)
             return;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
@@ -33,10 +34,12 @@ private:
     std::condition_variable done_;
     std::vector<std::thread> threads_;
     const std::function<void()>* job_ = nullptr;
-    std::uint64_t generation_ = 0; // one per job
-    unsigned wanted_ = 0;          // slots below this run the current job
-    unsigned pending_ = 0;         // of those, still running
-    bool stopping_ = false;
+    // Written under the mutex; read without it too, by threads that watch
+    // for a change before they sleep.
+    std::atomic<std::uint64_t> generation_{0}; // one per job
+    unsigned wanted_ = 0;                      // slots below this run the current job
+    std::atomic<unsigned> pending_{0};         // of those, still running
+    std::atomic<bool> stopping_{false};
 };
 
 } // namespace ofxhost
