@@ -2,14 +2,12 @@
 
 #include "image/Progress.h"
 #include "image/filters/BlurFilterBase.h"
+#include "image/filters/LinePasses.h"
 #include "image/filters/PointFilter.h"
 #include "image/kernels/BlurKernels.h"
 #include "image/kernels/DericheKernels.h"
 #include "image/kernels/DericheLines.h"
 #include "image/kernels/KernelFamily.h"
-
-#include <atomic>
-#include <new>
 
 namespace VX {
 namespace Image {
@@ -39,14 +37,7 @@ public:
         GaussianBlurPlan plan(destination, *images.front(), destination.bounds, first, second,
                               currentKernelFamily(dericheFamilies()), middle);
         clearOutside(destination, destination.bounds, coveredOrNothing(plan));
-        Pass rows{&plan, &host, false, {false}};
-        host.runThreads(&GaussianBlurFilter::passWorker, &rows);
-        if (rows.outOfMemory.load())
-            throw std::bad_alloc();
-        Pass columns{&plan, &host, true, {false}};
-        host.runThreads(&GaussianBlurFilter::passWorker, &columns);
-        if (columns.outOfMemory.load())
-            throw std::bad_alloc();
+        runLinePasses(host, plan);
     }
 
     // The blurred pixels of `rect` alone, on the calling thread.
@@ -65,34 +56,8 @@ public:
     }
 
 private:
-    struct Pass {
-        GaussianBlurPlan* plan;
-        Host* host;
-        bool columns;
-        // A worker's working lines that did not fit: the caller rethrows.
-        std::atomic<bool> outOfMemory;
-    };
-
     static Rect coveredOrNothing(const GaussianBlurPlan& plan) {
         return plan.covered().empty() ? Rect{0, 0, 0, 0} : plan.covered();
-    }
-
-    static void passWorker(unsigned index, unsigned count, bool spawned, void* arg) {
-        static_cast<void>(spawned);
-        Pass& pass = *static_cast<Pass*>(arg);
-        const std::int64_t blocks =
-            pass.columns ? pass.plan->columnBlocks() : pass.plan->rowBlocks();
-        const std::int64_t begin = blocks * std::int64_t(index) / std::int64_t(count);
-        const std::int64_t end = blocks * (std::int64_t(index) + 1) / std::int64_t(count);
-        HostProgress<Host> progress(*pass.host, index);
-        try {
-            if (pass.columns)
-                pass.plan->columnPass(begin, end, &progress);
-            else
-                pass.plan->rowPass(begin, end, &progress);
-        } catch (const std::bad_alloc&) {
-            pass.outOfMemory.store(true);
-        }
     }
 };
 

@@ -3,15 +3,14 @@
 #include "image/Filter.h"
 #include "image/Progress.h"
 #include "image/filters/BlurFilterBase.h"
+#include "image/filters/LinePasses.h"
 #include "image/filters/PointFilter.h"
 #include "image/kernels/DericheKernels.h"
 #include "image/kernels/DericheLines.h"
 #include "image/kernels/KernelFamily.h"
 #include "image/kernels/MaskStencilKernels.h"
 
-#include <atomic>
 #include <cstdint>
-#include <new>
 #include <string>
 
 namespace VX {
@@ -66,14 +65,7 @@ public:
         // so is the result.
         const Rect written = intersect(destination.bounds, lines);
         clearOutside(destination, destination.bounds, written.empty() ? Rect{0, 0, 0, 0} : written);
-        Pass first{&plan, &host, false, {false}};
-        host.runThreads(&MaskStencilFilter::passWorker, &first);
-        if (first.outOfMemory.load())
-            throw std::bad_alloc();
-        Pass second{&plan, &host, true, {false}};
-        host.runThreads(&MaskStencilFilter::passWorker, &second);
-        if (second.outOfMemory.load())
-            throw std::bad_alloc();
+        runLinePasses(host, plan);
     }
 
     // Every pass needs whole lines: the work is split in `process` only.
@@ -87,31 +79,6 @@ public:
     double rowSize, columnSize;
 
 private:
-    struct Pass {
-        MaskStencilPlan* plan;
-        Host* host;
-        bool columns;
-        std::atomic<bool> outOfMemory;
-    };
-
-    static void passWorker(unsigned index, unsigned count, bool spawned, void* arg) {
-        static_cast<void>(spawned);
-        Pass& pass = *static_cast<Pass*>(arg);
-        const std::int64_t blocks =
-            pass.columns ? pass.plan->columnBlocks() : pass.plan->rowBlocks();
-        const std::int64_t begin = blocks * std::int64_t(index) / std::int64_t(count);
-        const std::int64_t end = blocks * (std::int64_t(index) + 1) / std::int64_t(count);
-        HostProgress<Host> progress(*pass.host, index);
-        try {
-            if (pass.columns)
-                pass.plan->columnPass(begin, end, &progress);
-            else
-                pass.plan->rowPass(begin, end, &progress);
-        } catch (const std::bad_alloc&) {
-            pass.outOfMemory.store(true);
-        }
-    }
-
     std::uint64_t cost_;
 };
 
