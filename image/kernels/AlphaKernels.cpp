@@ -5,7 +5,6 @@
 
 #include <cstdint>
 #include <cstring>
-#include <type_traits>
 
 namespace VX {
 namespace Image {
@@ -67,8 +66,8 @@ void alphaRegion(HostImage& destination, const HostImage& source, const Rect& re
     }
 }
 
-// The bytes of 16 bytes of RGBA pixels of type T that are colour (all ones)
-// and alpha (zero): alpha is each pixel's last sample.
+// Byte i of a run of RGBA pixels of type T as a mask: all ones for colour,
+// zero for alpha (each pixel's last sample).
 template <class T>
 constexpr std::uint8_t colourByte(int i) {
     return (i % int(4 * sizeof(T))) < int(3 * sizeof(T)) ? 0xFF : 0x00;
