@@ -83,14 +83,16 @@ struct Rendered {
 // Renders the case's frame with `threads` threads: through the test build
 // with kernels no wider than `widest`, or through the shipped plug-in (its
 // processor's best) without; `split`: the window in two halves, each its
-// own render action into the same output.
+// own render action into the same output; `callerTakesAShare`: how the
+// host runs the threads (see HostConfig).
 Rendered render(const FrameCase& c, std::optional<KernelFamily> widest, unsigned threads,
-                bool split) {
+                bool split, bool callerTakesAShare = true) {
     sqtest::ScopedEnvironment kernels(
         "SQ_TEST_KERNELS",
         widest ? std::optional<std::string>(VX::Image::kernelFamilyName(*widest)) : std::nullopt);
     ofxhost::HostConfig config;
     config.cpuCount = threads;
+    config.callerTakesAShare = callerTakesAShare;
     QuirkRender r(config, widest ? sqtest::failingBundle() : sqtest::quirkBundle());
     Rendered out;
     if (r.fx == nullptr)
@@ -175,12 +177,17 @@ TEST_P(SampleFrames, SameBytesWithEveryFamilyThreadCountAndSplit) {
     }
     EXPECT_GE(compared, 8); // the portable loops and SSE2 at least
 
-    // The shipped plug-in, with the processor's best kernels.
-    const Rendered shipped = render(c, std::nullopt, 2, false);
-    ASSERT_EQ(shipped.status, kOfxStatOK);
-    ASSERT_NE(shipped.output, nullptr);
-    EXPECT_TRUE(shipped.kernels.empty()); // it reads no environment and says nothing
-    EXPECT_EQ(hashRows(*shipped.output), c.hash) << "0x" << std::hex << hashRows(*shipped.output);
+    // The shipped plug-in, with the processor's best kernels, on a host whose
+    // calling thread takes a share of the work and on one that only waits.
+    for (bool callerTakesAShare : {true, false}) {
+        SCOPED_TRACE(callerTakesAShare ? "caller takes a share" : "caller waits");
+        const Rendered shipped = render(c, std::nullopt, 2, false, callerTakesAShare);
+        ASSERT_EQ(shipped.status, kOfxStatOK);
+        ASSERT_NE(shipped.output, nullptr);
+        EXPECT_TRUE(shipped.kernels.empty()); // it reads no environment and says nothing
+        EXPECT_EQ(hashRows(*shipped.output), c.hash)
+            << "0x" << std::hex << hashRows(*shipped.output);
+    }
 }
 
 // Hashes from the portable loops; every other family, thread count and

@@ -10,6 +10,7 @@
 #include <mutex>
 #include <set>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -140,13 +141,14 @@ void logThread(unsigned int index, unsigned int max, void* arg) {
     log->max = max;
 }
 
-class MultiThread : public ::testing::TestWithParam<unsigned int> {};
+class MultiThread : public ::testing::TestWithParam<std::tuple<unsigned int, bool>> {};
 
 TEST_P(MultiThread, RunsEveryIndexOnceOnSpawnedThreads) {
     HostConfig cfg;
     cfg.cpuCount = 3;
+    cfg.callerTakesAShare = std::get<1>(GetParam());
     Host host(cfg);
-    const unsigned int n = GetParam();
+    const unsigned int n = std::get<0>(GetParam());
     ThreadLog log;
     ASSERT_EQ(Host::suites().multiThread->multiThread(logThread, n, &log), kOfxStatOK);
     std::vector<unsigned int> sorted = log.indices;
@@ -160,11 +162,19 @@ TEST_P(MultiThread, RunsEveryIndexOnceOnSpawnedThreads) {
     EXPECT_EQ(log.spawnedFlags.load(), static_cast<int>(n));
     EXPECT_EQ(log.max, n);
     EXPECT_LE(log.threads.size(), std::min(n, 3u));
-    EXPECT_EQ(log.threads.count(std::this_thread::get_id()), 0u);
+    // The caller runs a share only where the host is set up so; a host
+    // that keeps it out runs every index on threads of its own.
+    if (!cfg.callerTakesAShare) {
+        EXPECT_EQ(log.threads.count(std::this_thread::get_id()), 0u);
+    }
     EXPECT_EQ(Host::suites().multiThread->multiThreadIsSpawnedThread(), 0);
+    unsigned int index = 7;
+    EXPECT_EQ(Host::suites().multiThread->multiThreadIndex(&index), kOfxStatOK);
+    EXPECT_EQ(index, 0u) << "the caller's index after its share";
 }
 
-INSTANTIATE_TEST_SUITE_P(ThreadCounts, MultiThread, ::testing::Values(1u, 2u, 3u, 8u));
+INSTANTIATE_TEST_SUITE_P(ThreadCounts, MultiThread,
+                         ::testing::Combine(::testing::Values(1u, 2u, 3u, 8u), ::testing::Bool()));
 
 void recurse(unsigned int, unsigned int, void* arg) {
     auto* result = static_cast<std::atomic<int>*>(arg);
@@ -185,6 +195,20 @@ TEST(MultiThreadSuite, RecursiveCallIsErrExistsAndCpuCountIsConfigurable) {
     unsigned int index = 7;
     EXPECT_EQ(Host::suites().multiThread->multiThreadIndex(&index), kOfxStatOK);
     EXPECT_EQ(index, 0u);
+}
+
+// The calling thread that took a share is back to being the caller: a
+// second call works, and a call from inside the function is still refused.
+TEST(MultiThreadSuite, CallerTakingAShareCanCallAgain) {
+    HostConfig cfg;
+    cfg.cpuCount = 2;
+    Host host(cfg);
+    std::atomic<int> inner{-1};
+    for (int round = 0; round < 3; ++round) {
+        inner = -1;
+        EXPECT_EQ(Host::suites().multiThread->multiThread(recurse, 2, &inner), kOfxStatOK);
+        EXPECT_EQ(inner.load(), kOfxStatErrExists);
+    }
 }
 
 TEST(MultiThreadSuite, MutexLockCountsAndTryLockFromAnotherThread) {

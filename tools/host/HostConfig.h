@@ -92,6 +92,10 @@ struct HostConfig {
     // What multiThreadNumCPUs answers when it is 0 or more, whatever
     // cpuCount says (0 included, as a broken host might); negative: cpuCount.
     int reportedCPUs = -1;
+    // Whether multiThread runs one of its indices on the calling thread, as
+    // a thread pool's caller takes a share while it waits, rather than
+    // waiting idle for threads of its own.
+    bool callerTakesAShare = true;
     // The image effect suite's image memory functions (imageMemoryAlloc,
     // Free, Lock, Unlock); without them the suite has null pointers there,
     // as hosts that leave image memory to the memory suite do.

@@ -1,6 +1,8 @@
 // The multi-thread suite: multiThread runs the function once per index on at
-// most cpuCount worker threads, kept from call to call, and waits for all of
-// them.
+// most cpuCount threads, and waits for all of them: pool threads kept from
+// call to call, and the calling thread itself unless the host is set up to
+// keep it out (HostConfig::callerTakesAShare). Inside the function every
+// one of them counts as a spawned thread.
 
 #include "Suites.h"
 #include "WorkerPool.h"
@@ -109,10 +111,10 @@ OfxStatus multiThread(OfxThreadFunctionV1 func, unsigned int nThreads, void* cus
     const std::function<void()> job = work;
     if (host == nullptr) {
         WorkerPool pool;
-        return pool.run(workers, job) == 0 ? kOfxStatFailed : kOfxStatOK;
+        return pool.run(workers, job, false) == 0 ? kOfxStatFailed : kOfxStatOK;
     }
     std::unique_ptr<WorkerPool> pool = host->takeWorkerPool();
-    const unsigned int ran = pool->run(workers, job);
+    const unsigned int ran = pool->run(workers, job, host->config().callerTakesAShare);
     host->giveBackWorkerPool(std::move(pool));
     return ran == 0 ? kOfxStatFailed : kOfxStatOK;
 }

@@ -32,9 +32,13 @@ WorkerPool::~WorkerPool() {
         thread.join();
 }
 
-unsigned WorkerPool::run(unsigned count, const std::function<void()>& job) {
+unsigned WorkerPool::run(unsigned count, const std::function<void()>& job, bool callerTakesAShare) {
+    if (count == 0)
+        return 0;
+    const unsigned caller = callerTakesAShare ? 1 : 0;
+    const unsigned wanted = count - caller;
     try {
-        while (threads_.size() < count) {
+        while (threads_.size() < wanted) {
             // A new thread waits for the next job, not the last one.
             const auto slot = static_cast<unsigned>(threads_.size());
             const std::uint64_t last = generation_;
@@ -43,21 +47,25 @@ unsigned WorkerPool::run(unsigned count, const std::function<void()>& job) {
     } catch (const std::system_error&) {
         // The threads there are do the work.
     }
-    const unsigned used = std::min<unsigned>(count, static_cast<unsigned>(threads_.size()));
-    if (used == 0)
-        return 0;
-    std::unique_lock<std::mutex> lock(mutex_);
-    job_ = &job;
-    wanted_ = used;
-    pending_ = used;
-    ++generation_;
-    lock.unlock();
-    wake_.notify_all();
-    watch([this] { return pending_.load() == 0; });
-    lock.lock();
-    done_.wait(lock, [this] { return pending_ == 0; });
-    job_ = nullptr;
-    return used;
+    const unsigned used = std::min<unsigned>(wanted, static_cast<unsigned>(threads_.size()));
+    if (used > 0) {
+        std::unique_lock<std::mutex> lock(mutex_);
+        job_ = &job;
+        wanted_ = used;
+        pending_ = used;
+        ++generation_;
+        lock.unlock();
+        wake_.notify_all();
+    }
+    if (caller != 0)
+        job();
+    if (used > 0) {
+        watch([this] { return pending_.load() == 0; });
+        std::unique_lock<std::mutex> lock(mutex_);
+        done_.wait(lock, [this] { return pending_ == 0; });
+        job_ = nullptr;
+    }
+    return used + caller;
 }
 
 void WorkerPool::serve(unsigned slot, std::uint64_t seen) {

@@ -20,10 +20,12 @@ public:
     WorkerPool(const WorkerPool&) = delete;
     WorkerPool& operator=(const WorkerPool&) = delete;
 
-    // Runs `job` once on each of `count` pool threads and waits for all of
-    // them; starts threads as needed. Returns how many ran it: fewer than
-    // `count` when the system would not start more threads (0: none).
-    unsigned run(unsigned count, const std::function<void()>& job);
+    // Runs `job` `count` times at once and waits for all of them: on the
+    // calling thread and count - 1 pool threads when `callerTakesAShare`,
+    // else on count pool threads. Starts threads as needed. Returns how many
+    // ran it: fewer than `count` when the system would not start more
+    // threads (0: none; never 0 when the caller takes a share).
+    unsigned run(unsigned count, const std::function<void()>& job, bool callerTakesAShare = true);
 
 private:
     // Slot `slot`'s loop; `seen`: the last job before it started.
