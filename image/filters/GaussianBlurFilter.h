@@ -21,8 +21,8 @@ public:
 
     const char* name() const override { return "gaussianBlur"; }
 
-    // Two passes over the whole destination, each split into ranges of
-    // blocks of lines across the host's threads; the column pass starts when
+    // Two passes over the whole destination, each pass's blocks of lines
+    // shared out among the host's threads; the column pass starts when
     // every row is done. The intermediate comes from the host's image memory.
     void process(Host& host, HostImage& destination, const InputImages& images) override {
         checkSingleInput(name(), destination, images);
@@ -51,8 +51,11 @@ public:
                               currentKernelFamily(dericheFamilies()), middle);
         clearOutside(*this->destination_, rect, coveredOrNothing(plan));
         HostProgress<Host> progress(*this->host_, threadIndex);
-        plan.rowPass(0, plan.rowBlocks(), &progress);
-        plan.columnPass(0, plan.columnBlocks(), &progress);
+        BlockQueue rows(plan.rowBlocks()), columns(plan.columnBlocks());
+        BlockTaker rowBlocks = takeRows(plan, rows, 0, 1, &progress, true);
+        plan.rowPass(rowBlocks);
+        BlockTaker columnBlocks = takeColumns(plan, columns, 0, 1, &progress, true);
+        plan.columnPass(columnBlocks);
     }
 
 private:

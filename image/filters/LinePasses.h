@@ -1,5 +1,6 @@
 #pragma once
 
+#include "image/BlockQueue.h"
 #include "image/Progress.h"
 
 #include <atomic>
@@ -9,38 +10,58 @@
 namespace VX {
 namespace Image {
 
+// The progress of a plan's pass in its filter's steps: the rows are the
+// first half of the work, the columns the second.
+// Thread `index` of `threads` takes part, reporting for the render when
+// `reporter` is set.
+template <class Plan>
+BlockTaker takeRows(const Plan& plan, BlockQueue& queue, unsigned index, unsigned threads,
+                    Progress* progress, bool reporter) {
+    return BlockTaker(queue, index, threads, progress, reporter, 0,
+                      2 * std::uint64_t(plan.rowBlocks()));
+}
+template <class Plan>
+BlockTaker takeColumns(const Plan& plan, BlockQueue& queue, unsigned index, unsigned threads,
+                       Progress* progress, bool reporter) {
+    return BlockTaker(queue, index, threads, progress, reporter, std::uint64_t(plan.columnBlocks()),
+                      2 * std::uint64_t(plan.columnBlocks()));
+}
+
 // Runs the two passes of a plan of whole lines (GaussianBlurPlan,
 // MaskStencilPlan) on the host's threads: the rows, then the columns once
-// every row is done, each pass's blocks split into contiguous ranges, one
-// per thread. A worker whose working lines did not fit makes the caller
-// throw std::bad_alloc after the pass.
+// every row is done, each pass's blocks shared out by a BlockQueue.
+// A worker whose working lines did not fit makes the caller throw
+// std::bad_alloc after the pass.
 template <class Host, class Plan>
 void runLinePasses(Host& host, Plan& plan) {
     struct Pass {
         Plan* plan;
         Host* host;
         bool columns;
-        std::atomic<bool> outOfMemory;
+        BlockQueue queue;
+        std::atomic<bool> outOfMemory{false};
     };
     const auto worker = [](unsigned index, unsigned count, bool spawned, void* arg) {
         static_cast<void>(spawned);
         Pass& pass = *static_cast<Pass*>(arg);
-        const std::int64_t blocks =
-            pass.columns ? pass.plan->columnBlocks() : pass.plan->rowBlocks();
-        const std::int64_t begin = blocks * std::int64_t(index) / std::int64_t(count);
-        const std::int64_t end = blocks * (std::int64_t(index) + 1) / std::int64_t(count);
         HostProgress<Host> progress(*pass.host, index);
         try {
-            if (pass.columns)
-                pass.plan->columnPass(begin, end, &progress);
-            else
-                pass.plan->rowPass(begin, end, &progress);
+            if (pass.columns) {
+                BlockTaker blocks =
+                    takeColumns(*pass.plan, pass.queue, index, count, &progress, index == 0);
+                pass.plan->columnPass(blocks);
+            } else {
+                BlockTaker blocks =
+                    takeRows(*pass.plan, pass.queue, index, count, &progress, index == 0);
+                pass.plan->rowPass(blocks);
+            }
         } catch (const std::bad_alloc&) {
             pass.outOfMemory.store(true);
         }
     };
     for (bool columns : {false, true}) {
-        Pass pass{&plan, &host, columns, {false}};
+        Pass pass{&plan, &host, columns,
+                  BlockQueue(columns ? plan.columnBlocks() : plan.rowBlocks())};
         host.runThreads(+worker, &pass);
         if (pass.outOfMemory.load())
             throw std::bad_alloc();

@@ -59,8 +59,11 @@ GaussianBlurPlan::GaussianBlurPlan(HostImage& destination, const HostImage& inpu
     middle_ = static_cast<float*>(middle.data());
 }
 
-void GaussianBlurPlan::rowPass(std::int64_t begin, std::int64_t end, Progress* progress) {
-    if (begin >= end || middle_ == nullptr)
+void GaussianBlurPlan::rowPass(BlockTaker& blocks) {
+    if (middle_ == nullptr)
+        return;
+    std::int64_t block = blocks.next();
+    if (block < 0)
         return;
     const std::int64_t length = input_.bounds.width();
     const std::int64_t first = covered_.x1 - input_.bounds.x1;
@@ -71,7 +74,7 @@ void GaussianBlurPlan::rowPass(std::int64_t begin, std::int64_t end, Progress* p
     double* work = lines.work.get();
     const std::size_t sampleBytes = std::size_t(input_.depth / 8);
 
-    for (std::int64_t block = begin; block < end; ++block) {
+    for (; block >= 0; block = blocks.next()) {
         const std::int64_t r0 = block * rowsPerBlock_;
         const std::int64_t rowsHere = std::min(rowsPerBlock_, rows_ - r0);
         // Lanes of rows beyond the input (the last block) and spare lanes
@@ -104,14 +107,14 @@ void GaussianBlurPlan::rowPass(std::int64_t begin, std::int64_t end, Progress* p
                 for (std::int64_t k = 0; k < c; ++k)
                     to[x * c + k] = static_cast<float>(from[x * lanes + k]);
         }
-        // The first pass is the first half of the filter's work.
-        if (progress != nullptr)
-            progress->update(std::uint64_t(block - begin), std::uint64_t(2 * (end - begin)));
     }
 }
 
-void GaussianBlurPlan::columnPass(std::int64_t begin, std::int64_t end, Progress* progress) {
-    if (begin >= end || middle_ == nullptr)
+void GaussianBlurPlan::columnPass(BlockTaker& blocks) {
+    if (middle_ == nullptr)
+        return;
+    std::int64_t block = blocks.next();
+    if (block < 0)
         return;
     const std::int64_t length = rows_;
     const std::int64_t first = covered_.y1 - input_.bounds.y1;
@@ -121,7 +124,7 @@ void GaussianBlurPlan::columnPass(std::int64_t begin, std::int64_t end, Progress
     double* work = lines.work.get();
     const std::size_t sampleBytes = std::size_t(destination_.depth / 8);
 
-    for (std::int64_t block = begin; block < end; ++block) {
+    for (; block >= 0; block = blocks.next()) {
         const std::int64_t k0 = block * kLanes;
         const std::int64_t used = std::min(kLanes, columns_ - k0);
         for (std::int64_t y = 0; y < length; ++y) {
@@ -149,9 +152,6 @@ void GaussianBlurPlan::columnPass(std::int64_t begin, std::int64_t end, Progress
                     storeSample<float>(from[j], p);
             }
         }
-        if (progress != nullptr)
-            progress->update(std::uint64_t((end - begin) + (block - begin)),
-                             std::uint64_t(2 * (end - begin)));
     }
 }
 

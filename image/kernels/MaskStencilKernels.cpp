@@ -354,37 +354,37 @@ MaskStencilPlan::MaskStencilPlan(HostImage& destination, const HostImage& source
     }
 }
 
-void MaskStencilPlan::rowPass(std::int64_t begin, std::int64_t end, Progress* progress) {
-    if (begin >= end || grey_.origin == nullptr)
+void MaskStencilPlan::rowPass(BlockTaker& blocks) {
+    if (grey_.origin == nullptr)
+        return;
+    std::int64_t block = blocks.next();
+    if (block < 0)
         return;
     BlockLines lines(std::size_t(lines_.width() * kLanes));
     MaskStencilBlock b{&source_,       &destination_,    lines_, written_,
                        &settings_,     outsideGrey_,     grey_,  alpha_,
                        lines.in.get(), lines.work.get(), 0};
     const BlockFunction run = rowsOf(settings_.family);
-    for (std::int64_t block = begin; block < end; ++block) {
+    for (; block >= 0; block = blocks.next()) {
         b.block = block;
         run(b);
-        // The first pass is the first half of the work.
-        if (progress != nullptr)
-            progress->update(std::uint64_t(block - begin), std::uint64_t(2 * (end - begin)));
     }
 }
 
-void MaskStencilPlan::columnPass(std::int64_t begin, std::int64_t end, Progress* progress) {
-    if (begin >= end || grey_.origin == nullptr)
+void MaskStencilPlan::columnPass(BlockTaker& blocks) {
+    if (grey_.origin == nullptr)
+        return;
+    std::int64_t block = blocks.next();
+    if (block < 0)
         return;
     BlockLines lines(std::size_t(lines_.height() * kLanes));
     MaskStencilBlock b{&source_,       &destination_,    lines_, written_,
                        &settings_,     outsideGrey_,     grey_,  alpha_,
                        lines.in.get(), lines.work.get(), 0};
     const BlockFunction run = columnsOf(settings_.family);
-    for (std::int64_t block = begin; block < end; ++block) {
+    for (; block >= 0; block = blocks.next()) {
         b.block = block;
         run(b);
-        if (progress != nullptr)
-            progress->update(std::uint64_t((end - begin) + (block - begin)),
-                             std::uint64_t(2 * (end - begin)));
     }
 }
 

@@ -2,7 +2,7 @@
 
 #include "host/ofx/HostImage.h"
 #include "image/ImageOps.h"
-#include "image/Progress.h"
+#include "image/BlockQueue.h"
 #include "image/Rect.h"
 #include "image/kernels/BalanceKernels.h"
 #include "image/kernels/DericheKernels.h"
@@ -85,11 +85,11 @@ public:
 
     std::int64_t rowBlocks() const { return rowBlocks_; }
     std::int64_t columnBlocks() const { return columnBlocks_; }
-    // First-pass blocks [begin, end) of rowBlocks(). Throws std::bad_alloc
-    // when its working lines do not fit.
-    void rowPass(std::int64_t begin, std::int64_t end, Progress* progress);
-    // Second-pass blocks [begin, end) of columnBlocks().
-    void columnPass(std::int64_t begin, std::int64_t end, Progress* progress);
+    // The first pass's blocks (of rowBlocks()) that `blocks` deals to this
+    // thread. Throws std::bad_alloc when its working lines do not fit.
+    void rowPass(BlockTaker& blocks);
+    // The second pass's blocks (of columnBlocks()) that `blocks` deals.
+    void columnPass(BlockTaker& blocks);
 
     // Rows and columns of one block.
     static constexpr std::int64_t kBlock = 16;
