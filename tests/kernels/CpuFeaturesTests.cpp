@@ -170,6 +170,51 @@ INSTANTIATE_TEST_SUITE_P(Table, WideVectorsDecode, ::testing::ValuesIn(kWideCase
                              return std::string(nameOf.param.name);
                          });
 
+// The render's short query reads each of the three leaves that decide the
+// families once, and decides as the full feature set and the wide vector
+// check together do, on every combination of the bits they look at.
+int gCpuIdReads = 0;
+CpuIdRegisters countedCpuId(std::uint32_t leaf, std::uint32_t subLeaf) {
+    ++gCpuIdReads;
+    return fakeCpuId(leaf, subLeaf);
+}
+
+TEST(FamiliesDecode, AgreesWithTheFullQueryInThreeReads) {
+    const std::uint32_t ecx1Bits[] = {1u << 9, 1u << 19, 1u << 27, 1u << 28};
+    for (std::uint32_t maxLeaf : {0u, 1u, 6u, 7u, 13u})
+        for (std::uint32_t ecxMask = 0; ecxMask < 16; ++ecxMask)
+            for (std::uint32_t ebx7 : {0u, 1u << 5, 1u << 16, kAvx2Avx512})
+                for (std::uint64_t state : {0x0ull, 0x3ull, 0x7ull, 0xC7ull, 0xE7ull}) {
+                    std::uint32_t ecx1 = 0;
+                    for (int b = 0; b < 4; ++b)
+                        if (ecxMask & (1u << b))
+                            ecx1 |= ecx1Bits[b];
+                    FakeProcessor fake;
+                    fake.leaves[{0, 0}] = {maxLeaf, 0, 0, 0};
+                    fake.leaves[{1, 0}] = {0, 0, ecx1, 0};
+                    fake.leaves[{7, 0}] = {0, ebx7, 0, 0};
+                    fake.leaves[{0x80000000u, 0}] = {0x80000001u, 0, 0, 0};
+                    fake.leaves[{0x80000001u, 0}] = {0, 0, 0, 0};
+                    gFake = &fake;
+                    gXcr0 = state;
+                    const std::uint32_t full = runnableFamilies(
+                        decodeCpuFeatures(&fakeCpuId), decodeWideVectors(&fakeCpuId, &fakeXcr0));
+                    fake.read.clear();
+                    gCpuIdReads = 0;
+                    gXcr0Read = false;
+                    EXPECT_EQ(decodeFamilies(&countedCpuId, &fakeXcr0), full)
+                        << "max leaf " << maxLeaf << ", leaf 1 ECX " << std::hex << ecx1
+                        << ", leaf 7 EBX " << ebx7 << ", XCR0 " << state;
+                    EXPECT_LE(gCpuIdReads, 3);
+                    EXPECT_EQ(fake.read.count(0x80000000u) + fake.read.count(0x80000001u), 0u);
+                    // XGETBV faults where the system has not enabled it.
+                    if ((ecx1 & kOsxsaveAvx) != kOsxsaveAvx) {
+                        EXPECT_FALSE(gXcr0Read);
+                    }
+                    gFake = nullptr;
+                }
+}
+
 struct ChoiceCase {
     const char* name;
     std::uint32_t features, wide, offered;
