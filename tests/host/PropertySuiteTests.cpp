@@ -7,6 +7,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -331,6 +332,35 @@ TEST(PropertySuite, StringsStayValidWhileTheirValueDoes) {
         ASSERT_EQ(suite().propSetString(set.handle(), "s", i, "more"), kOfxStatOK);
     }
     EXPECT_STREQ(first, "first");
+}
+
+// Every property is found by its name however many there are and in
+// whatever order they came, after others are taken out and after one is
+// defined again (which keeps its place and name).
+TEST(PropertySuite, EveryNameFoundAfterRemovalsAndRedefinition) {
+    Host host;
+    PropertySet set("many", &host);
+    std::vector<std::string> names;
+    for (int i = 0; i < 40; ++i)
+        names.push_back((i % 3 == 0 ? "OfxPropLongEnoughToLiveOnTheHeap" : "p") +
+                        std::to_string((i * 17) % 40));
+    for (std::size_t i = 0; i < names.size(); ++i)
+        ASSERT_EQ(suite().propSetInt(set.handle(), names[i].c_str(), 0, int(i)), kOfxStatOK);
+    for (std::size_t i = 0; i < names.size(); i += 4)
+        set.remove(names[i]);
+    set.define(PropertyDef::intProp(names[1], 1, {-5}));
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        int value = -1;
+        const OfxStatus st = suite().propGetInt(set.handle(), names[i].c_str(), 0, &value);
+        if (i % 4 == 0) {
+            EXPECT_EQ(st, kOfxStatErrUnknown) << names[i];
+        } else {
+            ASSERT_EQ(st, kOfxStatOK) << names[i];
+            EXPECT_EQ(value, i == 1 ? -5 : int(i)) << names[i];
+        }
+    }
+    EXPECT_EQ(set.names().size(), names.size() - 10);
+    EXPECT_EQ(set.names()[0], names[1]); // defined again where it was
 }
 
 TEST(PropertySuite, NullValuesAreErrValue) {

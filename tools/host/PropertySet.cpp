@@ -2,6 +2,7 @@
 
 #include "Error.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <sstream>
 #include <type_traits>
@@ -86,11 +87,12 @@ struct PointerStore {
 };
 
 struct StringStore {
-    static std::deque<std::string>& of(PropertySet::Property& p) { return p.strings; }
-    static const std::deque<std::string>& of(const PropertySet::Property& p) { return p.strings; }
-    static void put(std::deque<std::string>& v, std::size_t i, const char* x) { v[i] = x; }
-    static void push(std::deque<std::string>& v, const char* x) { v.emplace_back(x); }
-    static char* out(const std::deque<std::string>& v, std::size_t i) {
+    using Strings = decltype(PropertySet::Property::strings);
+    static Strings& of(PropertySet::Property& p) { return p.strings; }
+    static const Strings& of(const PropertySet::Property& p) { return p.strings; }
+    static void put(Strings& v, std::size_t i, const char* x) { v[i] = x; }
+    static void push(Strings& v, const char* x) { v.emplace_back(x); }
+    static char* out(const Strings& v, std::size_t i) {
         // The plug-in receives a char* by the C signature; it must not write
         // through it, and the string lives in this set.
         return const_cast<char*>(v[i].c_str());
@@ -114,7 +116,7 @@ int PropertySet::Property::size() const {
 void PropertySet::Property::reset() {
     ints = def.ints;
     doubles = def.doubles;
-    strings.assign(def.strings.begin(), def.strings.end());
+    strings.assign(def.strings);
     pointers.assign(def.type == PropType::Pointer && def.dimension > 0
                         ? static_cast<std::size_t>(def.dimension)
                         : 0u,
@@ -142,14 +144,24 @@ PropertySet* PropertySet::fromHandle(OfxPropertySetHandle handle) noexcept {
     return reinterpret_cast<PropertySet*>(handle);
 }
 
+namespace {
+
+template <class Index>
+auto placeIn(Index& index, std::string_view name) {
+    return std::lower_bound(index.begin(), index.end(), name,
+                            [](const auto& entry, std::string_view n) { return entry.first < n; });
+}
+
+} // namespace
+
 PropertySet::Property* PropertySet::find(std::string_view name) {
-    const auto it = index_.find(name);
-    return it == index_.end() ? nullptr : properties_[it->second].get();
+    const auto it = placeIn(index_, name);
+    return it == index_.end() || it->first != name ? nullptr : properties_[it->second].get();
 }
 
 const PropertySet::Property* PropertySet::find(std::string_view name) const {
-    const auto it = index_.find(name);
-    return it == index_.end() ? nullptr : properties_[it->second].get();
+    const auto it = placeIn(index_, name);
+    return it == index_.end() || it->first != name ? nullptr : properties_[it->second].get();
 }
 
 PropertySet::Property& PropertySet::addProperty(const PropertyDef& def) {
@@ -175,14 +187,18 @@ PropertySet::Property& PropertySet::addProperty(const PropertyDef& def) {
         }
     }
     if (Property* existing = find(normalised.name)) {
+        // The index views the name it has: keep that string where it is.
+        std::string name = std::move(existing->def.name);
         existing->def = std::move(normalised);
+        existing->def.name = std::move(name);
         existing->reset();
         return *existing;
     }
     auto property = std::make_unique<Property>();
     property->def = std::move(normalised);
     property->reset();
-    index_.emplace(property->def.name, properties_.size());
+    const std::string_view name = property->def.name;
+    index_.insert(placeIn(index_, name), {name, properties_.size()});
     properties_.push_back(std::move(property));
     return *properties_.back();
 }
@@ -528,7 +544,12 @@ std::vector<double> PropertySet::getDoubles(std::string_view name) const {
 std::vector<std::string> PropertySet::getStrings(std::string_view name) const {
     std::lock_guard<std::mutex> lock(mutex_);
     const auto& s = require(name, PropType::String).strings;
-    return {s.begin(), s.end()};
+    std::vector<std::string> texts;
+    texts.reserve(s.size());
+    for (std::size_t i = 0; i < s.size(); ++i) {
+        texts.push_back(s[i]);
+    }
+    return texts;
 }
 std::vector<void*> PropertySet::getPointers(std::string_view name) const {
     std::lock_guard<std::mutex> lock(mutex_);
@@ -584,14 +605,17 @@ void PropertySet::reset(std::string_view name) {
 
 void PropertySet::remove(std::string_view name) {
     std::lock_guard<std::mutex> lock(mutex_);
-    const auto it = index_.find(name);
-    if (it == index_.end()) {
+    const auto it = placeIn(index_, name);
+    if (it == index_.end() || it->first != name) {
         throw Error("property set '" + label_ + "' has no property '" + std::string(name) + "'");
     }
-    properties_.erase(properties_.begin() + static_cast<std::ptrdiff_t>(it->second));
-    index_.clear();
-    for (std::size_t i = 0; i < properties_.size(); ++i) {
-        index_.emplace(properties_[i]->def.name, i);
+    const std::size_t gone = it->second;
+    properties_.erase(properties_.begin() + static_cast<std::ptrdiff_t>(gone));
+    index_.erase(it);
+    for (auto& entry : index_) {
+        if (entry.second > gone) {
+            --entry.second;
+        }
     }
 }
 

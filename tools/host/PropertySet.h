@@ -5,12 +5,11 @@
 #include "ofx/ofxCore.h"
 #include "ofx/ofxProperty.h"
 
-#include <deque>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace ofxhost {
@@ -135,14 +134,45 @@ public:
     void copyValuesFrom(const PropertySet& other);
 
 private:
+    // The strings of one value: each stays where it is while more are
+    // added, since a plug-in keeps the char* that propGetString gave it.
+    // Empty until a string is stored, so that the many properties of other
+    // types cost no allocation.
+    class StableStrings {
+    public:
+        std::size_t size() const { return items_.size(); }
+        std::string& operator[](std::size_t i) { return *items_[i]; }
+        const std::string& operator[](std::size_t i) const { return *items_[i]; }
+        void emplace_back(const char* text) {
+            items_.push_back(std::make_unique<std::string>(text));
+        }
+        void clear() { items_.clear(); }
+        void assign(const std::vector<std::string>& texts) {
+            items_.clear();
+            for (const std::string& text : texts)
+                items_.push_back(std::make_unique<std::string>(text));
+        }
+        StableStrings() = default;
+        StableStrings(const StableStrings&) = delete;
+        StableStrings& operator=(const StableStrings& other) {
+            if (this != &other) {
+                items_.clear();
+                for (const auto& item : other.items_)
+                    items_.push_back(std::make_unique<std::string>(*item));
+            }
+            return *this;
+        }
+
+    private:
+        std::vector<std::unique_ptr<std::string>> items_;
+    };
+
     struct Property {
         PropertyDef def;
         std::vector<int> ints;
         std::vector<double> doubles;
         std::vector<void*> pointers;
-        // A deque so that growing the value never moves the strings already
-        // handed out.
-        std::deque<std::string> strings;
+        StableStrings strings;
 
         int size() const;
         void reset();
@@ -176,7 +206,9 @@ private:
     bool fixed_ = false;
     mutable std::mutex mutex_;
     std::vector<std::unique_ptr<Property>> properties_;
-    std::map<std::string, std::size_t, std::less<>> index_;
+    // Each property's name (a view of its own definition's name) in name
+    // order, with its place in properties_.
+    std::vector<std::pair<std::string_view, std::size_t>> index_;
     HandleRegistration registration_;
 };
 
