@@ -6,8 +6,10 @@
 
 #include <atomic>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -76,6 +78,28 @@ INSTANTIATE_TEST_SUITE_P(Layouts, ImageProperties,
                                            Layout{kOfxBitDepthHalf, kOfxImageComponentAlpha, false},
                                            Layout{kOfxBitDepthFloat, kOfxImageComponentRGBA,
                                                   true}));
+
+// A host's image starts on a cache line, at every size, depth and row order,
+// and keeps its pixels where they are when the buffer moves.
+TEST(Images, PixelsStartOnACacheLineAndStayPutWhenMoved) {
+    for (const char* depth : {kOfxBitDepthByte, kOfxBitDepthShort, kOfxBitDepthFloat})
+        for (int width : {1, 3, 17, 960})
+            for (bool bottomUp : {false, true}) {
+                ofxhost::ImageBuffer image({0, 0, width, 5}, depth, kOfxImageComponentRGBA,
+                                           bottomUp);
+                const auto* first = static_cast<const unsigned char*>(image.pixel(0, 0));
+                const auto* last = static_cast<const unsigned char*>(image.pixel(0, 4));
+                const auto* low = bottomUp ? last : first;
+                EXPECT_EQ(reinterpret_cast<std::uintptr_t>(low) % 64, 0u)
+                    << depth << ", width " << width << (bottomUp ? ", bottom up" : "");
+                EXPECT_EQ(image.byteSize(),
+                          std::size_t(width) * 5 * std::size_t(std::abs(image.rowBytes()) / width));
+                image.set(0, 0, 0, 1.0f);
+                ofxhost::ImageBuffer moved(std::move(image));
+                EXPECT_EQ(moved.pixel(0, 0), static_cast<const void*>(first));
+                EXPECT_EQ(moved.get(0, 0, 0), 1.0f);
+            }
+}
 
 TEST(Images, WhatCannotBeFetchedGetsAStatus) {
     Session s;

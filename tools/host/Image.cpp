@@ -156,7 +156,12 @@ ImageBuffer::ImageBuffer(OfxRectI bounds, std::string depth, std::string compone
     }
     pixelBytes_ = bytes * components_n_;
     const int stride = pixelBytes_ * width();
-    storage_.assign(static_cast<std::size_t>(stride) * static_cast<std::size_t>(height()), 0);
+    bytes_ = static_cast<std::size_t>(stride) * static_cast<std::size_t>(height());
+    if (bytes_ > 0) {
+        constexpr std::size_t kLine = 64;
+        storage_.assign(bytes_ + kLine - 1, 0);
+        start_ = (kLine - reinterpret_cast<std::uintptr_t>(storage_.data()) % kLine) % kLine;
+    }
     rowBytes_ = bottomUp ? -stride : stride;
 }
 
@@ -165,9 +170,9 @@ std::uint8_t* ImageBuffer::origin() const {
         return nullptr;
     }
     if (rowBytes_ >= 0) {
-        return storage_.data();
+        return storage_.data() + start_;
     }
-    return storage_.data() +
+    return storage_.data() + start_ +
            static_cast<std::size_t>(-rowBytes_) * static_cast<std::size_t>(height() - 1);
 }
 

@@ -55,6 +55,12 @@ public:
     // bytes are negative and data points at the lowest row, as MLT does.
     ImageBuffer(OfxRectI bounds, std::string depth, std::string components, bool bottomUp = false,
                 std::string premultiplication = kOfxImagePreMultiplied);
+    // A copy would need its own alignment: images are shared or moved, not
+    // copied. A move keeps the pixels where they are.
+    ImageBuffer(const ImageBuffer&) = delete;
+    ImageBuffer& operator=(const ImageBuffer&) = delete;
+    ImageBuffer(ImageBuffer&&) = default;
+    ImageBuffer& operator=(ImageBuffer&&) = default;
 
     const OfxRectI& bounds() const { return bounds_; }
     int width() const { return bounds_.x2 - bounds_.x1; }
@@ -66,7 +72,7 @@ public:
     // The pixel at (bounds.x1, bounds.y1).
     void* data() { return origin(); }
     const void* data() const { return origin(); }
-    std::size_t byteSize() const { return storage_.size(); }
+    std::size_t byteSize() const { return storage_.empty() ? 0 : bytes_; }
 
     // Null outside the bounds.
     void* pixel(int x, int y);
@@ -90,7 +96,13 @@ private:
     int components_n_ = 0;
     int pixelBytes_ = 0;
     int rowBytes_ = 0;
+    // The pixels start at storage_ + start_, on a cache line as hosts lay
+    // out their images, so that neighbouring blocks of a frame worked on by
+    // different threads share no more lines than the frame's own layout
+    // makes them.
     mutable std::vector<std::uint8_t> storage_;
+    std::size_t start_ = 0;
+    std::size_t bytes_ = 0;
 };
 
 // Copies the pixels of `from` inside `window` into `to`, converting depth and
