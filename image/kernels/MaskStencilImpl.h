@@ -9,6 +9,7 @@
 
 #include "image/kernels/DericheLines.h"
 #include "image/kernels/MaskStencilKernels.h"
+#include "image/kernels/MaskStencilPlanes.h"
 
 #include <algorithm>
 

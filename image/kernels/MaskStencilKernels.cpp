@@ -1,4 +1,5 @@
 #include "image/kernels/MaskStencilKernels.h"
+#include "image/kernels/MaskStencilPlanes.h"
 
 #include "image/filters/BlendModes.h"
 #include "image/kernels/DericheLines.h"
@@ -259,56 +260,6 @@ bool shareMemory(const HostImage& a, const HostImage& b) {
 }
 
 } // namespace
-
-void storeRowsToPlanes(const MaskStencilBlock& b, std::int64_t r0, std::int64_t rows) {
-    const std::int64_t first = b.written.x1 - b.lines.x1, width = b.written.width();
-    const std::int64_t block = MaskStencilPlan::kBlock;
-    // A tile of the block's rows by a block of columns at a time, turned
-    // round in cache.
-    float tile[2][MaskStencilPlan::kBlock][MaskStencilPlan::kBlock];
-    for (std::int64_t c = 0; c * block < width; ++c) {
-        const std::int64_t used = std::min(block, width - c * block);
-        for (std::int64_t j = 0; j < used; ++j) {
-            const double* from = b.work + (first + c * block + j) * kLanes;
-            for (std::int64_t r = 0; r < block; ++r) {
-                tile[0][r][j] = static_cast<float>(from[r]);
-                tile[1][r][j] = static_cast<float>(from[block + r]);
-            }
-        }
-        for (std::int64_t r = 0; r < rows; ++r) {
-            unsigned char* grey = planeRow(b.grey, r0 + r, c, used);
-            unsigned char* alpha = planeRow(b.alpha, r0 + r, c, used);
-            if (used == block) { // a size known here copies inline
-                std::memcpy(grey, tile[0][r], sizeof tile[0][r]);
-                std::memcpy(alpha, tile[1][r], sizeof tile[1][r]);
-            } else {
-                std::memcpy(grey, tile[0][r], std::size_t(used) * sizeof(float));
-                std::memcpy(alpha, tile[1][r], std::size_t(used) * sizeof(float));
-            }
-        }
-    }
-}
-
-void loadColumnsFromPlanes(const MaskStencilBlock& b, std::int64_t block, std::int64_t used) {
-    const std::int64_t lanes = MaskStencilPlan::kBlock;
-    const std::int64_t length = b.lines.height();
-    float grey[MaskStencilPlan::kBlock] = {}, alpha[MaskStencilPlan::kBlock] = {};
-    for (std::int64_t y = 0; y < length; ++y) {
-        if (used == lanes) { // a size known here copies inline
-            std::memcpy(grey, planeRow(b.grey, y, block, used), sizeof grey);
-            std::memcpy(alpha, planeRow(b.alpha, y, block, used), sizeof alpha);
-        } else {
-            std::memcpy(grey, planeRow(b.grey, y, block, used), std::size_t(used) * sizeof(float));
-            std::memcpy(alpha, planeRow(b.alpha, y, block, used),
-                        std::size_t(used) * sizeof(float));
-        }
-        double* to = b.in + y * kLanes;
-        for (std::int64_t j = 0; j < lanes; ++j) {
-            to[j] = double(grey[j]);
-            to[lanes + j] = double(alpha[j]);
-        }
-    }
-}
 
 MaskStencilPlan::MaskStencilPlan(HostImage& destination, const HostImage& source, const Rect& lines,
                                  const MaskStencilSettings& settings,

@@ -120,12 +120,6 @@ struct MaskStencilBlock {
     std::int64_t block;
 };
 
-// Moves the first pass's results of rows [r0, r0 + rows) of the block into
-// the planes, and the planes' column block `block` of `used` columns into
-// the second pass's lines (unused lanes 0): the same for every family.
-void storeRowsToPlanes(const MaskStencilBlock& b, std::int64_t r0, std::int64_t rows);
-void loadColumnsFromPlanes(const MaskStencilBlock& b, std::int64_t block, std::int64_t used);
-
 void maskStencilRowsPortable(const MaskStencilBlock& b);
 void maskStencilColumnsPortable(const MaskStencilBlock& b);
 #if defined(__x86_64__) || defined(_M_X64)

@@ -1,0 +1,79 @@
+#pragma once
+
+// Moving the first pass's results into the planes and the planes into the
+// second pass's lines: the same moves for every family, compiled into each
+// family's own file (hence internal linkage), so that each gets the
+// instructions of its own set.
+
+#include "image/kernels/DericheLines.h"
+#include "image/kernels/MaskStencilKernels.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+
+namespace VX {
+namespace Image {
+namespace {
+
+// The lanes of one line of a block: its grey lanes, then its alpha lanes.
+constexpr std::int64_t kLineLanes = 2 * MaskStencilPlan::kBlock;
+
+// Moves the first pass's results of rows [r0, r0 + rows) of the block into
+// the planes.
+inline void storeRowsToPlanes(const MaskStencilBlock& b, std::int64_t r0, std::int64_t rows) {
+    const std::int64_t first = b.written.x1 - b.lines.x1, width = b.written.width();
+    const std::int64_t block = MaskStencilPlan::kBlock;
+    // A tile of the block's rows by a block of columns at a time, turned
+    // round in cache.
+    float tile[2][MaskStencilPlan::kBlock][MaskStencilPlan::kBlock];
+    for (std::int64_t c = 0; c * block < width; ++c) {
+        const std::int64_t used = std::min(block, width - c * block);
+        for (std::int64_t j = 0; j < used; ++j) {
+            const double* from = b.work + (first + c * block + j) * kLineLanes;
+            for (std::int64_t r = 0; r < block; ++r) {
+                tile[0][r][j] = static_cast<float>(from[r]);
+                tile[1][r][j] = static_cast<float>(from[block + r]);
+            }
+        }
+        for (std::int64_t r = 0; r < rows; ++r) {
+            unsigned char* grey = planeRow(b.grey, r0 + r, c, used);
+            unsigned char* alpha = planeRow(b.alpha, r0 + r, c, used);
+            if (used == block) { // a size known here copies inline
+                std::memcpy(grey, tile[0][r], sizeof tile[0][r]);
+                std::memcpy(alpha, tile[1][r], sizeof tile[1][r]);
+            } else {
+                std::memcpy(grey, tile[0][r], std::size_t(used) * sizeof(float));
+                std::memcpy(alpha, tile[1][r], std::size_t(used) * sizeof(float));
+            }
+        }
+    }
+}
+
+// Moves the planes' column block `block` of `used` columns into the second
+// pass's lines (unused lanes 0).
+inline void loadColumnsFromPlanes(const MaskStencilBlock& b, std::int64_t block,
+                                  std::int64_t used) {
+    const std::int64_t lanes = MaskStencilPlan::kBlock;
+    const std::int64_t length = b.lines.height();
+    float grey[MaskStencilPlan::kBlock] = {}, alpha[MaskStencilPlan::kBlock] = {};
+    for (std::int64_t y = 0; y < length; ++y) {
+        if (used == lanes) { // a size known here copies inline
+            std::memcpy(grey, planeRow(b.grey, y, block, used), sizeof grey);
+            std::memcpy(alpha, planeRow(b.alpha, y, block, used), sizeof alpha);
+        } else {
+            std::memcpy(grey, planeRow(b.grey, y, block, used), std::size_t(used) * sizeof(float));
+            std::memcpy(alpha, planeRow(b.alpha, y, block, used),
+                        std::size_t(used) * sizeof(float));
+        }
+        double* to = b.in + y * kLineLanes;
+        for (std::int64_t j = 0; j < lanes; ++j) {
+            to[j] = double(grey[j]);
+            to[lanes + j] = double(alpha[j]);
+        }
+    }
+}
+
+} // namespace
+} // namespace Image
+} // namespace VX
