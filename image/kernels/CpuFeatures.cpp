@@ -19,14 +19,23 @@ const char* cpuFeatureName(int index) {
     return index >= 0 && index < kCpuFeatureCount ? kFeatureNames[index] : nullptr;
 }
 
-std::uint32_t decodeCpuFeatures(CpuIdFunction cpuid) {
-    const std::uint32_t maxLeaf = cpuid(0, 0).eax;
-    if (maxLeaf == 0)
-        return 0;
+StandardLeaves readStandardLeaves(CpuIdFunction cpuid) {
+    StandardLeaves leaves;
+    leaves.maxLeaf = cpuid(0, 0).eax;
+    if (leaves.maxLeaf == 0)
+        return leaves;
+    leaves.ecx1 = cpuid(1, 0).ecx;
+    // Only AVX with its registers saved gives leaf 7's vector bits a use.
+    if (leaves.maxLeaf >= 7 && bit(leaves.ecx1, 27) && bit(leaves.ecx1, 28))
+        leaves.ebx7 = cpuid(7, 0).ebx;
+    return leaves;
+}
 
+std::uint32_t standardFeatures(const StandardLeaves& leaves) {
+    if (leaves.maxLeaf == 0)
+        return 0;
     std::uint32_t features = kCpuBaseFeatures;
-    const CpuIdRegisters leaf1 = cpuid(1, 0);
-    const std::uint32_t ecx = leaf1.ecx;
+    const std::uint32_t ecx = leaves.ecx1;
     if (bit(ecx, 0))
         features |= kCpuSSE3;
     if (bit(ecx, 1))
@@ -49,9 +58,16 @@ std::uint32_t decodeCpuFeatures(CpuIdFunction cpuid) {
     const bool avx = bit(ecx, 27) && bit(ecx, 28);
     if (avx)
         features |= kCpuAVX;
-    if (avx && maxLeaf >= 7 && bit(cpuid(7, 0).ebx, 5))
+    if (avx && bit(leaves.ebx7, 5))
         features |= kCpuAVX2;
+    return features;
+}
 
+std::uint32_t decodeCpuFeatures(CpuIdFunction cpuid) {
+    const StandardLeaves leaves = readStandardLeaves(cpuid);
+    if (leaves.maxLeaf == 0)
+        return 0;
+    std::uint32_t features = standardFeatures(leaves);
     if (cpuid(0x80000000u, 0).eax >= 0x80000001u) {
         const CpuIdRegisters ext = cpuid(0x80000001u, 0);
         if (bit(ext.edx, 31))
@@ -72,24 +88,23 @@ std::uint32_t decodeCpuFeatures(CpuIdFunction cpuid) {
 
 std::uint32_t cpuFeatures() { return decodeCpuFeatures(&processorCpuId); }
 
-std::uint32_t decodeWideVectors(CpuIdFunction cpuid, XgetbvFunction xcr0) {
-    const std::uint32_t maxLeaf = cpuid(0, 0).eax;
-    if (maxLeaf < 7)
-        return 0;
-    const std::uint32_t ecx1 = cpuid(1, 0).ecx;
+std::uint32_t wideVectors(const StandardLeaves& leaves, XgetbvFunction xcr0) {
     // OSXSAVE (27) and AVX (28): without them XGETBV itself faults.
-    if (!bit(ecx1, 27) || !bit(ecx1, 28))
+    if (leaves.maxLeaf < 7 || !bit(leaves.ecx1, 27) || !bit(leaves.ecx1, 28))
         return 0;
     const std::uint64_t state = xcr0();
     constexpr std::uint64_t kYmmState = 0x6;  // SSE and AVX registers
     constexpr std::uint64_t kZmmState = 0xE6; // and the mask and upper ZMM registers
-    const std::uint32_t ebx7 = cpuid(7, 0).ebx;
     std::uint32_t wide = 0;
-    if ((state & kYmmState) == kYmmState && bit(ebx7, 5))
+    if ((state & kYmmState) == kYmmState && bit(leaves.ebx7, 5))
         wide |= kWideAVX2;
-    if ((wide & kWideAVX2) && (state & kZmmState) == kZmmState && bit(ebx7, 16))
+    if ((wide & kWideAVX2) && (state & kZmmState) == kZmmState && bit(leaves.ebx7, 16))
         wide |= kWideAVX512;
     return wide;
+}
+
+std::uint32_t decodeWideVectors(CpuIdFunction cpuid, XgetbvFunction xcr0) {
+    return wideVectors(readStandardLeaves(cpuid), xcr0);
 }
 
 std::uint32_t wideVectorFamilies() { return decodeWideVectors(&processorCpuId, &processorXcr0); }

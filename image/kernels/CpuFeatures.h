@@ -78,6 +78,20 @@ std::uint64_t processorXcr0();
 // bit 27).
 std::uint32_t decodeWideVectors(CpuIdFunction cpuid, XgetbvFunction xcr0);
 
+// The standard leaves both decoders above read, each read once: the highest
+// leaf (leaf 0), leaf 1's ECX and, where leaf 0 reports it and leaf 1 says
+// AVX is there with the system's saving of its registers (bits 27 and 28),
+// leaf 7's EBX (otherwise 0). Nothing is read past a maximum leaf of 0.
+struct StandardLeaves {
+    std::uint32_t maxLeaf = 0, ecx1 = 0, ebx7 = 0;
+};
+StandardLeaves readStandardLeaves(CpuIdFunction cpuid);
+// The feature bits the standard leaves decide: every bit but the extended
+// leaf's (0 when no standard leaf is reported).
+std::uint32_t standardFeatures(const StandardLeaves& leaves);
+// The wide vector sets of `leaves`, as decodeWideVectors gives them.
+std::uint32_t wideVectors(const StandardLeaves& leaves, XgetbvFunction xcr0);
+
 // The wide vector sets of this processor and system, asked afresh.
 std::uint32_t wideVectorFamilies();
 

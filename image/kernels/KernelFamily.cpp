@@ -58,31 +58,8 @@ KernelFamily chooseKernelFamily(std::uint32_t runnable, std::uint32_t offered) {
 }
 
 std::uint32_t decodeFamilies(CpuIdFunction cpuid, XgetbvFunction xcr0) {
-    std::uint32_t families = familyBit(KernelFamily::Portable);
-    const std::uint32_t maxLeaf = cpuid(0, 0).eax;
-    if (maxLeaf == 0)
-        return families;
-    // SSE2 is in every feature set there is.
-    families |= familyBit(KernelFamily::SSE2);
-    const std::uint32_t ecx1 = cpuid(1, 0).ecx;
-    if (ecx1 & (1u << 9))
-        families |= familyBit(KernelFamily::SSSE3);
-    if (ecx1 & (1u << 19))
-        families |= familyBit(KernelFamily::SSE4_1);
-    // OSXSAVE (27) and AVX (28): without them XGETBV itself faults.
-    const std::uint32_t osxsaveAvx = (1u << 27) | (1u << 28);
-    if (maxLeaf < 7 || (ecx1 & osxsaveAvx) != osxsaveAvx)
-        return families;
-    const std::uint64_t state = xcr0();
-    const std::uint32_t ebx7 = cpuid(7, 0).ebx;
-    constexpr std::uint64_t kYmmState = 0x6;  // SSE and AVX registers
-    constexpr std::uint64_t kZmmState = 0xE6; // and the mask and upper ZMM registers
-    if ((state & kYmmState) != kYmmState || (ebx7 & (1u << 5)) == 0)
-        return families;
-    families |= familyBit(KernelFamily::AVX2);
-    if ((state & kZmmState) == kZmmState && (ebx7 & (1u << 16)) != 0)
-        families |= familyBit(KernelFamily::AVX512);
-    return families;
+    const StandardLeaves leaves = readStandardLeaves(cpuid);
+    return runnableFamilies(standardFeatures(leaves), wideVectors(leaves, xcr0));
 }
 
 std::uint32_t processorFamilies() { return decodeFamilies(&processorCpuId, &processorXcr0); }

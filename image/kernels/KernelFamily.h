@@ -54,9 +54,9 @@ void limitKernelFamilies(std::optional<KernelFamily> widest);
 KernelFamily currentKernelFamily(std::uint32_t offered);
 
 // The families a processor runs, decoded from the only leaves the choice
-// depends on (0, 1 and 7), each read once: what runnableFamilies gives for
-// decodeCpuFeatures and decodeWideVectors, with three CPUID instructions
-// instead of eight. A virtual machine traps every one of them, at several
+// depends on (0, 1 and 7), each read once (readStandardLeaves): what
+// runnableFamilies gives for decodeCpuFeatures and decodeWideVectors, with
+// three CPUID instructions instead of eight. A virtual machine traps every one of them, at several
 // microseconds each, and every render asks.
 std::uint32_t decodeFamilies(CpuIdFunction cpuid, XgetbvFunction xcr0);
 
