@@ -20,8 +20,6 @@ public:
     BlockQueue(const BlockQueue&) = delete;
     BlockQueue& operator=(const BlockQueue&) = delete;
 
-    std::int64_t count() const { return count_; }
-
 private:
     friend class BlockTaker;
 

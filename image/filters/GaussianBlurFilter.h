@@ -51,11 +51,7 @@ public:
                               currentKernelFamily(dericheFamilies()), middle);
         clearOutside(*this->destination_, rect, coveredOrNothing(plan));
         HostProgress<Host> progress(*this->host_, threadIndex);
-        BlockQueue rows(plan.rowBlocks()), columns(plan.columnBlocks());
-        BlockTaker rowBlocks = takeRows(plan, rows, 0, 1, &progress, true);
-        plan.rowPass(rowBlocks);
-        BlockTaker columnBlocks = takeColumns(plan, columns, 0, 1, &progress, true);
-        plan.columnPass(columnBlocks);
+        runLinePassesHere(plan, &progress);
     }
 
 private:

@@ -10,10 +10,9 @@
 namespace VX {
 namespace Image {
 
-// The progress of a plan's pass in its filter's steps: the rows are the
-// first half of the work, the columns the second.
-// Thread `index` of `threads` takes part, reporting for the render when
-// `reporter` is set.
+// Thread `index`'s hand (of `threads`) in a pass of a plan, reporting for
+// the render when `reporter` is set. Progress counts in the filter's steps:
+// the rows are the first half of the work, the columns the second.
 template <class Plan>
 BlockTaker takeRows(const Plan& plan, BlockQueue& queue, unsigned index, unsigned threads,
                     Progress* progress, bool reporter) {
@@ -66,6 +65,17 @@ void runLinePasses(Host& host, Plan& plan) {
         if (pass.outOfMemory.load())
             throw std::bad_alloc();
     }
+}
+
+// The same two passes on the calling thread alone, reporting to `progress`.
+template <class Plan>
+void runLinePassesHere(Plan& plan, Progress* progress) {
+    BlockQueue rows(plan.rowBlocks());
+    BlockTaker rowBlocks = takeRows(plan, rows, 0, 1, progress, true);
+    plan.rowPass(rowBlocks);
+    BlockQueue columns(plan.columnBlocks());
+    BlockTaker columnBlocks = takeColumns(plan, columns, 0, 1, progress, true);
+    plan.columnPass(columnBlocks);
 }
 
 } // namespace Image

@@ -16,8 +16,6 @@ namespace {
 
 namespace R = SampleRules;
 
-constexpr std::int64_t kLanes = 2 * MaskStencilPlan::kBlock; // grey lanes, then alpha lanes
-
 struct BlockLines {
     explicit BlockLines(std::size_t values) : in(new double[values]), work(new double[values]) {}
     std::unique_ptr<double[]> in, work;
@@ -93,26 +91,26 @@ void rowBlock(const MaskStencilBlock& b) {
         if (r >= rows) {
             // Rows below the last: lanes that nobody reads.
             for (std::int64_t x = 0; x < length; ++x)
-                g[x * kLanes] = a[x * kLanes] = 0.0;
+                g[x * kLineLanes] = a[x * kLineLanes] = 0.0;
             continue;
         }
         const std::int32_t y = lines.y1 + std::int32_t(r0 + r);
         std::int32_t from, to;
         inside(*b.source, y, lines.x1, lines.x2, from, to);
         for (std::int64_t x = 0; x < from - lines.x1; ++x)
-            g[x * kLanes] = b.outsideGrey, a[x * kLanes] = 0.0;
+            g[x * kLineLanes] = b.outsideGrey, a[x * kLineLanes] = 0.0;
         for (std::int32_t x = from; x < to; ++x) {
             const Pixel<T> u = background<T, Unmultiply>(read<T>(*b.source, x, y));
-            const std::int64_t at = std::int64_t(x - lines.x1) * kLanes;
+            const std::int64_t at = std::int64_t(x - lines.x1) * kLineLanes;
             g[at] = R::blurLoad(grey(u, s));
             a[at] = R::blurLoad(u.c[3]);
         }
         for (std::int64_t x = to - lines.x1; x < length; ++x)
-            g[x * kLanes] = b.outsideGrey, a[x * kLanes] = 0.0;
+            g[x * kLineLanes] = b.outsideGrey, a[x * kLineLanes] = 0.0;
     }
 
     const std::int64_t first = b.written.x1 - lines.x1, width = b.written.width();
-    dericheBlock(s.family, {s.rows, b.in, b.work, std::size_t(length), std::size_t(kLanes),
+    dericheBlock(s.family, {s.rows, b.in, b.work, std::size_t(length), std::size_t(kLineLanes),
                             std::size_t(first), std::size_t(first + width)});
     storeRowsToPlanes(b, r0, rows);
 }
@@ -126,13 +124,13 @@ void columnBlock(const MaskStencilBlock& b) {
     const std::int64_t used = std::min(block, b.written.width() - c0);
     loadColumnsFromPlanes(b, b.block, used);
     const std::int64_t first = b.written.y1 - b.lines.y1;
-    dericheBlock(s.family, {s.columns, b.in, b.work, std::size_t(length), std::size_t(kLanes),
+    dericheBlock(s.family, {s.columns, b.in, b.work, std::size_t(length), std::size_t(kLineLanes),
                             std::size_t(first), std::size_t(first + b.written.height())});
 
     const std::int32_t x1 = b.written.x1 + std::int32_t(c0);
     const std::int32_t x2 = x1 + std::int32_t(used);
     for (std::int32_t y = b.written.y1; y < b.written.y2; ++y) {
-        const double* mask = b.work + (first + (y - b.written.y1)) * kLanes;
+        const double* mask = b.work + (first + (y - b.written.y1)) * kLineLanes;
         std::int32_t from, to;
         inside(*b.source, y, x1, x2, from, to);
         T* out = reinterpret_cast<T*>(b.destination->pixel(x1, y));
@@ -311,7 +309,7 @@ void MaskStencilPlan::rowPass(BlockTaker& blocks) {
     std::int64_t block = blocks.next();
     if (block < 0)
         return;
-    BlockLines lines(std::size_t(lines_.width() * kLanes));
+    BlockLines lines(std::size_t(lines_.width() * kLineLanes));
     MaskStencilBlock b{&source_,       &destination_,    lines_, written_,
                        &settings_,     outsideGrey_,     grey_,  alpha_,
                        lines.in.get(), lines.work.get(), 0};
@@ -328,7 +326,7 @@ void MaskStencilPlan::columnPass(BlockTaker& blocks) {
     std::int64_t block = blocks.next();
     if (block < 0)
         return;
-    BlockLines lines(std::size_t(lines_.height() * kLanes));
+    BlockLines lines(std::size_t(lines_.height() * kLineLanes));
     MaskStencilBlock b{&source_,       &destination_,    lines_, written_,
                        &settings_,     outsideGrey_,     grey_,  alpha_,
                        lines.in.get(), lines.work.get(), 0};
