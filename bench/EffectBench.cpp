@@ -5,11 +5,14 @@
 // its ratio to the memory floor of the same frame (the source read twice,
 // the output written once, on the same threads), measured in the same run.
 //
-// Rows: <size>/<depth>/<alpha>/<frame>/<scale>/<threads>
+// Rows: Effect/<size>/<depth>/<alpha>/<frame>/<scale>/<threads>, the floor
+// of each size and depth, and Scaling/<size>/<depth>/straight/on: the
+// speed-up from one thread to two measured on alternate frames.
 #include "EffectSession.h"
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <memory>
@@ -83,6 +86,45 @@ void floorRow(benchmark::State& state, Size size, int bits, unsigned threads) {
         benchmark::Counter(3.0 * bytes / 1e9, benchmark::Counter::kIsIterationInvariantRate);
 }
 
+// The speed-up from one thread to two on one frame: one instance renders
+// the frame on one thread and on two in turn, the host changing its thread
+// count between frames, so that whatever else the shared machine does falls
+// on both counts alike. `speedup` is the least 1-thread time over the least
+// 2-thread time.
+void scalingRow(benchmark::State& state, Row row) {
+    row.threads = 1;
+    Session s(row);
+    if (!s.ok) {
+        state.SkipWithError("the plug-in did not load");
+        return;
+    }
+    double best[2] = {1e30, 1e30};
+    const auto renderOn = [&](unsigned threads) {
+        s.host.setCpuCount(threads);
+        const auto start = std::chrono::steady_clock::now();
+        const OfxStatus status = s.render();
+        const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
+        best[threads - 1] = std::min(best[threads - 1], took.count());
+        return status == kOfxStatOK ? took.count() : -1.0;
+    };
+    if (renderOn(1) < 0.0 || renderOn(2) < 0.0 || !outputAsExpected(s, row)) {
+        state.SkipWithError("the render failed or gave the wrong kind of frame");
+        return;
+    }
+    best[0] = best[1] = 1e30;
+    for (auto _ : state) {
+        const double one = renderOn(1), two = renderOn(2);
+        if (one < 0.0 || two < 0.0) {
+            state.SkipWithError("a render failed");
+            return;
+        }
+        state.SetIterationTime(one + two);
+    }
+    state.counters["ms_1_thread"] = best[0] * 1e3;
+    state.counters["ms_2_threads"] = best[1] * 1e3;
+    state.counters["speedup"] = best[0] / best[1];
+}
+
 std::string rowName(const Row& r) {
     return std::string("Effect/") + r.size.name + "/" + sqbench::depthLabel(r.bits) + "/" +
            (r.premultiplied ? "premultiplied" : "straight") + "/" + r.frame.name +
@@ -117,6 +159,19 @@ int registerRows() {
                     for (double scale : {1.0, 0.5})
                         for (unsigned threads : {1u, 2u})
                             add({size, bits, premultiplied, frame, scale, threads});
+        }
+    // The speed-up from one thread to two of the "on" frame, every size and
+    // depth.
+    for (const Size& size : kSizes)
+        for (int bits : {32, 16, 8}) {
+            const Row row{size, bits, false, kOn, 1.0, 1};
+            benchmark::RegisterBenchmark((std::string("Scaling/") + size.name + "/" +
+                                          sqbench::depthLabel(bits) + "/straight/on")
+                                             .c_str(),
+                                         scalingRow, row)
+                ->UseManualTime()
+                ->Unit(benchmark::kMillisecond)
+                ->MinTime(0.6);
         }
     // A frame too small to cost anything: the fixed cost of a render, the
     // action sequence included.

@@ -145,6 +145,10 @@ public:
     Host& operator=(const Host&) = delete;
 
     const HostConfig& config() const { return config_; }
+    // The processors offered from the next action on (0: the machine's), as
+    // a host whose user changes the render threads between frames. Not while
+    // an action runs.
+    void setCpuCount(unsigned int count) { config_.cpuCount = count; }
     // What setHost hands the plug-in.
     OfxHost* ofxHost() { return &ofxHost_; }
     PropertySet& properties() { return *properties_; }
