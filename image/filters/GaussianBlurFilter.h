@@ -29,12 +29,11 @@ public:
         this->host_ = &host;
         this->destination_ = &destination;
         this->inputImages_ = &images;
-        const DericheCoefficients first =
-            dericheCoefficients(double(this->firstSize), this->firstOrder);
-        const DericheCoefficients second =
-            dericheCoefficients(double(this->secondSize), this->secondOrder);
+        const DericheCoefficientPair coefficients(double(this->firstSize), this->firstOrder,
+                                                  double(this->secondSize), this->secondOrder);
         ::VX::Host::OFX::ImageBuffer middle(&host);
-        GaussianBlurPlan plan(destination, *images.front(), destination.bounds, first, second,
+        GaussianBlurPlan plan(destination, *images.front(), destination.bounds,
+                              coefficients.first(), coefficients.second(),
                               currentKernelFamily(dericheFamilies()), middle);
         clearOutside(destination, destination.bounds, coveredOrNothing(plan));
         runLinePasses(host, plan);
@@ -42,13 +41,12 @@ public:
 
     // The blurred pixels of `rect` alone, on the calling thread.
     void processRect(const Rect& rect, const InputImages& images, unsigned threadIndex) override {
-        const DericheCoefficients first =
-            dericheCoefficients(double(this->firstSize), this->firstOrder);
-        const DericheCoefficients second =
-            dericheCoefficients(double(this->secondSize), this->secondOrder);
+        const DericheCoefficientPair coefficients(double(this->firstSize), this->firstOrder,
+                                                  double(this->secondSize), this->secondOrder);
         ::VX::Host::OFX::ImageBuffer middle(this->host_);
-        GaussianBlurPlan plan(*this->destination_, *images.front(), rect, first, second,
-                              currentKernelFamily(dericheFamilies()), middle);
+        GaussianBlurPlan plan(*this->destination_, *images.front(), rect, coefficients.first(),
+                              coefficients.second(), currentKernelFamily(dericheFamilies()),
+                              middle);
         clearOutside(*this->destination_, rect, coveredOrNothing(plan));
         HostProgress<Host> progress(*this->host_, threadIndex);
         runLinePassesHere(plan, &progress);

@@ -51,11 +51,10 @@ public:
         this->host_ = &host;
         this->destination_ = &destination;
         this->inputImages_ = &images;
-        const DericheCoefficients rows = dericheCoefficients(rowSize, 0);
-        const DericheCoefficients columns = dericheCoefficients(columnSize, 0);
+        const DericheCoefficientPair coefficients(rowSize, 0, columnSize, 0);
         MaskStencilSettings s = settings;
-        s.rows = &rows;
-        s.columns = &columns;
+        s.rows = &coefficients.first();
+        s.columns = &coefficients.second();
         s.family = currentKernelFamily(dericheFamilies());
         ::VX::Host::OFX::ImageBuffer planes(&host);
         // The blur's lines: what the input has of the region asked of it.

@@ -35,6 +35,27 @@ constexpr double kDericheMaxSigma = 100000.0;
 // and 2: plain smoothing, without a sampled kernel beyond order 2).
 DericheCoefficients dericheCoefficients(double sigma, unsigned order);
 
+// The coefficients of a blur's two passes, computed once where the passes
+// are alike (same deviation and order), as a blur as wide as it is tall.
+class DericheCoefficientPair {
+public:
+    DericheCoefficientPair(double firstSigma, unsigned firstOrder, double secondSigma,
+                           unsigned secondOrder)
+        : first_(dericheCoefficients(firstSigma, firstOrder)),
+          alike_(secondSigma == firstSigma && secondOrder == firstOrder),
+          second_(alike_ ? DericheCoefficients{} : dericheCoefficients(secondSigma, secondOrder)) {}
+    DericheCoefficientPair(const DericheCoefficientPair&) = delete;
+    DericheCoefficientPair& operator=(const DericheCoefficientPair&) = delete;
+
+    const DericheCoefficients& first() const { return first_; }
+    const DericheCoefficients& second() const { return alike_ ? first_ : second_; }
+
+private:
+    DericheCoefficients first_;
+    bool alike_;
+    DericheCoefficients second_;
+};
+
 // Filters one line x[0 .. length) and writes the outputs for the window
 // [first, last) (inside the line) to out[0 .. last - first). `work` holds
 // `length` values. The line continues beyond its ends with its edge values

@@ -1,8 +1,10 @@
-// Every family's block kernel against the one-line reference, bit for bit.
+// Every family's block kernel against the one-line reference, bit for bit,
+// and the coefficients each pass of a blur gets.
 #include "image/kernels/DericheLines.h"
 
 #include <gtest/gtest.h>
 
+#include <iterator>
 #include <random>
 #include <string>
 #include <tuple>
@@ -73,5 +75,73 @@ INSTANTIATE_TEST_SUITE_P(
                std::to_string(b.length) + "x" + std::to_string(b.lanes) + "_" +
                std::to_string(b.first) + "to" + std::to_string(b.last);
     });
+
+} // namespace
+
+namespace {
+
+void expectSameCoefficients(const VX::Image::DericheCoefficients& got,
+                            const VX::Image::DericheCoefficients& want) {
+    EXPECT_EQ(got.order, want.order);
+    EXPECT_EQ(got.kernel, want.kernel);
+    const double gotTerms[] = {got.n0,
+                               got.n1,
+                               got.n2,
+                               got.n3,
+                               got.m1,
+                               got.m2,
+                               got.m3,
+                               got.m4,
+                               got.d1,
+                               got.d2,
+                               got.d3,
+                               got.d4,
+                               got.normalisation,
+                               got.causalStart,
+                               got.antiCausalStart};
+    const double wantTerms[] = {want.n0,
+                                want.n1,
+                                want.n2,
+                                want.n3,
+                                want.m1,
+                                want.m2,
+                                want.m3,
+                                want.m4,
+                                want.d1,
+                                want.d2,
+                                want.d3,
+                                want.d4,
+                                want.normalisation,
+                                want.causalStart,
+                                want.antiCausalStart};
+    for (std::size_t i = 0; i < std::size(gotTerms); ++i)
+        EXPECT_EQ(gotTerms[i], wantTerms[i]) << "term " << i;
+}
+
+// Passes alike share one computation; passes that differ in deviation or
+// in order alone each get their own.
+TEST(DericheCoefficientPair, EachPassHasTheCoefficientsOfItsOwnDeviationAndOrder) {
+    struct Case {
+        double firstSigma;
+        unsigned firstOrder;
+        double secondSigma;
+        unsigned secondOrder;
+    };
+    const Case cases[] = {{12.5, 0, 12.5, 0},
+                          {12.5, 0, 3.0, 0},
+                          {4.0, 0, 4.0, 1},
+                          {4.0, 2, 4.0, 2},
+                          {0.2, 1, 30.0, 2}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::to_string(c.firstSigma) + "/" + std::to_string(c.firstOrder) + " then " +
+                     std::to_string(c.secondSigma) + "/" + std::to_string(c.secondOrder));
+        const VX::Image::DericheCoefficientPair pair(c.firstSigma, c.firstOrder, c.secondSigma,
+                                                     c.secondOrder);
+        expectSameCoefficients(pair.first(),
+                               VX::Image::dericheCoefficients(c.firstSigma, c.firstOrder));
+        expectSameCoefficients(pair.second(),
+                               VX::Image::dericheCoefficients(c.secondSigma, c.secondOrder));
+    }
+}
 
 } // namespace
