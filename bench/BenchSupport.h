@@ -32,9 +32,9 @@ double floorSeconds(const ofxhost::ImageBuffer& source, ofxhost::ImageBuffer& ou
 // One pass of the floor (for the floor's own benchmark rows).
 void floorPass(const ofxhost::ImageBuffer& source, ofxhost::ImageBuffer& output, unsigned threads);
 
-// The floor for a frame size, depth and thread count, measured once per run
-// on buffers of their own and remembered.
-double cachedFloorSeconds(int width, int height, int bits, unsigned threads);
+// The floor for a frame size, depth and thread count on buffers of their
+// own: measured again at each call, the least time of the run so far.
+double leastFloorSeconds(int width, int height, int bits, unsigned threads);
 
 // The smallest of a row's repetitions: on a shared machine the least
 // disturbed run (--benchmark_repetitions=N prints it as the row's _min).

@@ -105,7 +105,7 @@ void runFilter(benchmark::State& state, const FilterKind* kind, int bits, Kernel
     }
     const double seconds = total / double(state.iterations());
     const double floor =
-        sqbench::cachedFloorSeconds(kFrame.width(), kFrame.height(), bits, kThreads);
+        sqbench::leastFloorSeconds(kFrame.width(), kFrame.height(), bits, kThreads);
     state.counters["x_floor"] = seconds / floor;
     state.counters["ns_per_px"] = seconds * 1e9 / (double(kFrame.width()) * kFrame.height());
 }
