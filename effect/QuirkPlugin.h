@@ -39,6 +39,7 @@ public:
 
     void defineParameters(Host::Param::Parameters& set) override {
         using namespace Host::Param;
+        set.reserve(set.count() + 4);
         // The mean length of the off stretches, in frames. Not animated: the
         // flicker pattern is walked from time 0 with one value.
         set.append(makeDoubleParam("Quirk Time", kQuirkTimeCode, 3.0, 1.0, 100.0, 1.0, 100.0,

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <stdexcept>
+#include <utility>
 
 namespace VX {
 namespace Host {
@@ -166,6 +167,11 @@ void Parameters::storeScaled(const Double2D& value, int index) {
 
 int Parameters::append(const ParameterDef& def) {
     records_.push_back(def);
+    return count() - 1;
+}
+
+int Parameters::append(ParameterDef&& def) {
+    records_.push_back(std::move(def));
     return count() - 1;
 }
 

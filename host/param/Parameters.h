@@ -94,6 +94,9 @@ public:
 
     // Appends a record; returns its index.
     int append(const ParameterDef& def);
+    int append(ParameterDef&& def);
+    // Room for `count` records in all, so that appending them moves none.
+    void reserve(int count) { records_.reserve(static_cast<std::size_t>(count)); }
     int count() const { return static_cast<int>(records_.size()); }
     const ParameterDef& record(int index) const {
         return records_[static_cast<std::size_t>(index)];
