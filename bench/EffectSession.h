@@ -48,20 +48,24 @@ struct Row {
     unsigned threads;
 };
 
-// One instance of the plug-in in a host of `threads` processors.
+// One instance of the plug-in (or of another filter effect, whose
+// parameters are left at their defaults) in a host of `threads` processors.
 class Session {
 public:
     // `poolBytes`: the image memory the host keeps for reuse between frames.
-    explicit Session(const Row& row, std::uint64_t poolBytes = std::uint64_t(1) << 31)
-        : host(config(row, poolBytes)), library(ofxhost::PluginLibrary::open(SQ_QUIRK_BUNDLE)),
+    explicit Session(const Row& row, std::uint64_t poolBytes = std::uint64_t(1) << 31,
+                     const std::string& bundle = SQ_QUIRK_BUNDLE)
+        : host(config(row, poolBytes)), library(ofxhost::PluginLibrary::open(bundle)),
           plugin(library->plugin(0)) {
         ok = plugin.load(host) == kOfxStatOK && plugin.describe() == kOfxStatOK &&
              plugin.describeInContext(kOfxImageEffectContextFilter) == kOfxStatOK;
         if (!ok)
             return;
         instance = plugin.createInstance(kOfxImageEffectContextFilter);
-        instance->setValue("increaseQuirky", row.frame.increase);
-        instance->setValue("unmasked", row.frame.unmasked);
+        if (bundle == SQ_QUIRK_BUNDLE) {
+            instance->setValue("increaseQuirky", row.frame.increase);
+            instance->setValue("unmasked", row.frame.unmasked);
+        }
         const int w = std::max(1, int(std::lround(row.size.width * row.scale)));
         const int h = std::max(1, int(std::lround(row.size.height * row.scale)));
         source = sqbench::makeSource(w, h, row.bits);
