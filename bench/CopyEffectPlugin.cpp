@@ -9,6 +9,7 @@
 #include "ofx/ofxMultiThread.h"
 #include "ofx/ofxProperty.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -135,10 +136,10 @@ OfxStatus onRender(OfxImageEffectHandle effect, OfxPropertySetHandle in) {
             &source, &output, window[0], window[1], window[2], window[3], pixelBytes(outputDepth)};
         // The window, cut to what both images hold.
         for (const Image* image : {&source, &output}) {
-            copy.x1 = copy.x1 > image->bounds[0] ? copy.x1 : image->bounds[0];
-            copy.y1 = copy.y1 > image->bounds[1] ? copy.y1 : image->bounds[1];
-            copy.x2 = copy.x2 < image->bounds[2] ? copy.x2 : image->bounds[2];
-            copy.y2 = copy.y2 < image->bounds[3] ? copy.y2 : image->bounds[3];
+            copy.x1 = std::max(copy.x1, image->bounds[0]);
+            copy.y1 = std::max(copy.y1, image->bounds[1]);
+            copy.x2 = std::min(copy.x2, image->bounds[2]);
+            copy.y2 = std::min(copy.y2, image->bounds[3]);
         }
         unsigned int threads = 1;
         if (copy.x1 < copy.x2 && copy.y1 < copy.y2 &&

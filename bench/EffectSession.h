@@ -12,6 +12,7 @@
 #include "ofx/ofxImageEffect.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstdint>
 #include <memory>
@@ -94,6 +95,14 @@ public:
         const ofxhost::RenderResult result = instance->render(request);
         request.reuseOutput = result.output;
         return result.status;
+    }
+    // Renders one frame as render() does: its time in seconds, or -1 when
+    // the render fails.
+    double timedRender() {
+        const auto start = std::chrono::steady_clock::now();
+        const OfxStatus status = render();
+        const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
+        return status == kOfxStatOK ? took.count() : -1.0;
     }
 
     static ofxhost::HostConfig config(const Row& row, std::uint64_t poolBytes) {
