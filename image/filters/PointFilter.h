@@ -34,16 +34,20 @@ inline void checkSingleInput(const char* filter, const HostImage& destination,
 // row: where the input has no pixels the result is transparent black. The
 // pixels inside `kept` are not touched, so this is safe when the destination
 // shares its pixels with the input.
+// When `kept` is the whole of `rect`, the usual case, no row is visited: the
+// blurs call this on the render's calling thread before their workers start.
 inline void clearOutside(HostImage& image, const Rect& rect, const Rect& kept) {
+    if (kept == rect)
+        return;
     const std::size_t pixelBytes = std::size_t(image.bytesPerPixel());
+    const bool sides = !kept.empty() && (kept.x1 > rect.x1 || kept.x2 < rect.x2);
     for (std::int32_t y = rect.y1; y < rect.y2; ++y) {
-        unsigned char* row = image.pixel(rect.x1, y);
         if (kept.empty() || y < kept.y1 || y >= kept.y2) {
-            std::memset(row, 0, std::size_t(rect.width()) * pixelBytes);
-            continue;
+            std::memset(image.pixel(rect.x1, y), 0, std::size_t(rect.width()) * pixelBytes);
+        } else if (sides) {
+            std::memset(image.pixel(rect.x1, y), 0, std::size_t(kept.x1 - rect.x1) * pixelBytes);
+            std::memset(image.pixel(kept.x2, y), 0, std::size_t(rect.x2 - kept.x2) * pixelBytes);
         }
-        std::memset(row, 0, std::size_t(kept.x1 - rect.x1) * pixelBytes);
-        std::memset(image.pixel(kept.x2, y), 0, std::size_t(rect.x2 - kept.x2) * pixelBytes);
     }
 }
 
