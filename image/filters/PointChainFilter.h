@@ -49,8 +49,7 @@ public:
             const std::int32_t y2 = rect.y2 - y > rows ? y + rows : rect.y2;
             const Rect block{rect.x1, y, rect.x2, y2};
             const Rect covered = intersect(block, input.bounds);
-            if (covered != block)
-                clearOutside(destination, block, covered);
+            clearOutside(destination, block, covered);
             if (!covered.empty())
                 stages.front()->pointRegion(destination, input, covered, nullptr);
             for (std::size_t i = 1; i < stages.size(); ++i)

@@ -34,8 +34,8 @@ inline void checkSingleInput(const char* filter, const HostImage& destination,
 // row: where the input has no pixels the result is transparent black. The
 // pixels inside `kept` are not touched, so this is safe when the destination
 // shares its pixels with the input.
-// When `kept` is the whole of `rect`, the usual case, no row is visited: the
-// blurs call this on the render's calling thread before their workers start.
+// When `kept` is the whole of `rect`, the usual case, no row is visited, so
+// callers need not test for it.
 inline void clearOutside(HostImage& image, const Rect& rect, const Rect& kept) {
     if (kept == rect)
         return;
@@ -74,8 +74,7 @@ public:
         HostImage& destination = *this->destination_;
         const HostImage& input = *images.front();
         const Rect covered = intersect(rect, input.bounds);
-        if (covered != rect)
-            clearOutside(destination, rect, covered);
+        clearOutside(destination, rect, covered);
         if (covered.empty())
             return;
         HostProgress<Host> progress(*this->host_, threadIndex);
