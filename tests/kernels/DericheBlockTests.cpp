@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include <iterator>
+#include <array>
 #include <random>
 #include <string>
 #include <tuple>
@@ -80,41 +80,31 @@ INSTANTIATE_TEST_SUITE_P(
 
 namespace {
 
+// Every term of a set of coefficients, in one order.
+std::array<double, 15> termsOf(const VX::Image::DericheCoefficients& c) {
+    return {c.n0,
+            c.n1,
+            c.n2,
+            c.n3,
+            c.m1,
+            c.m2,
+            c.m3,
+            c.m4,
+            c.d1,
+            c.d2,
+            c.d3,
+            c.d4,
+            c.normalisation,
+            c.causalStart,
+            c.antiCausalStart};
+}
+
 void expectSameCoefficients(const VX::Image::DericheCoefficients& got,
                             const VX::Image::DericheCoefficients& want) {
     EXPECT_EQ(got.order, want.order);
     EXPECT_EQ(got.kernel, want.kernel);
-    const double gotTerms[] = {got.n0,
-                               got.n1,
-                               got.n2,
-                               got.n3,
-                               got.m1,
-                               got.m2,
-                               got.m3,
-                               got.m4,
-                               got.d1,
-                               got.d2,
-                               got.d3,
-                               got.d4,
-                               got.normalisation,
-                               got.causalStart,
-                               got.antiCausalStart};
-    const double wantTerms[] = {want.n0,
-                                want.n1,
-                                want.n2,
-                                want.n3,
-                                want.m1,
-                                want.m2,
-                                want.m3,
-                                want.m4,
-                                want.d1,
-                                want.d2,
-                                want.d3,
-                                want.d4,
-                                want.normalisation,
-                                want.causalStart,
-                                want.antiCausalStart};
-    for (std::size_t i = 0; i < std::size(gotTerms); ++i)
+    const std::array<double, 15> gotTerms = termsOf(got), wantTerms = termsOf(want);
+    for (std::size_t i = 0; i < gotTerms.size(); ++i)
         EXPECT_EQ(gotTerms[i], wantTerms[i]) << "term " << i;
 }
 
