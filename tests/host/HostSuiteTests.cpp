@@ -1,6 +1,7 @@
 // Message, progress, multi-thread and memory suites, fetchSuite and failure
 // injection, called as a plug-in calls them.
 
+#include "HandleRegistry.h"
 #include "Host.h"
 
 #include <gtest/gtest.h>
@@ -262,6 +263,74 @@ TEST(MultiThreadSuite, MutexSerialisesSpawnedThreads) {
     ASSERT_EQ(Host::suites().multiThread->multiThread(work, 4, &shared), kOfxStatOK);
     EXPECT_EQ(shared.counter, 40000);
     Host::suites().multiThread->mutexDestroy(shared.mutex);
+}
+
+// A handle this thread has already used must turn bad as soon as any
+// thread destroys it: the host remembers recent checks per thread.
+TEST(MultiThreadSuite, MutexDestroyedOnAnotherThreadIsABadHandleHere) {
+    Host host;
+    const OfxMultiThreadSuiteV1& mt = *Host::suites().multiThread;
+    OfxMutexHandle m = nullptr;
+    ASSERT_EQ(mt.mutexCreate(&m, 0), kOfxStatOK);
+    for (int i = 0; i < 3; ++i) {
+        ASSERT_EQ(mt.mutexLock(m), kOfxStatOK);
+        ASSERT_EQ(mt.mutexUnLock(m), kOfxStatOK);
+    }
+    OfxStatus destroyed = kOfxStatFailed;
+    std::thread([&] { destroyed = mt.mutexDestroy(m); }).join();
+    EXPECT_EQ(destroyed, kOfxStatOK);
+    EXPECT_EQ(mt.mutexLock(m), kOfxStatErrBadHandle);
+    EXPECT_EQ(mt.mutexTryLock(m), kOfxStatErrBadHandle);
+}
+
+TEST(HandleRegistry, AnAddressRegisteredAgainAsAnotherKindLosesTheFirstKind) {
+    namespace handles = ofxhost::handles;
+    using ofxhost::HandleKind;
+    int object = 0;
+    handles::add(&object, HandleKind::Mutex);
+    ASSERT_TRUE(handles::valid(&object, HandleKind::Mutex));
+    // Replaced without a removal in between.
+    handles::add(&object, HandleKind::Memory);
+    EXPECT_FALSE(handles::valid(&object, HandleKind::Mutex));
+    EXPECT_TRUE(handles::valid(&object, HandleKind::Memory));
+    handles::remove(&object);
+    EXPECT_FALSE(handles::valid(&object, HandleKind::Memory));
+    // Freed and handed out again as another kind.
+    handles::add(&object, HandleKind::Mutex);
+    EXPECT_TRUE(handles::valid(&object, HandleKind::Mutex));
+    EXPECT_FALSE(handles::valid(&object, HandleKind::Memory));
+    handles::remove(&object);
+    EXPECT_FALSE(handles::valid(&object, HandleKind::Mutex));
+}
+
+// --- counted calls -------------------------------------------------------------
+
+TEST(CountedCalls, CallsAreNumberedAlikeWithAndWithoutAFailureArmed) {
+    Host host;
+    host.resetCallCount();
+    unsigned int cpus = 0;
+    const auto call = [&] { return Host::suites().multiThread->multiThreadNumCPUs(&cpus); };
+    for (int i = 0; i < 5; ++i)
+        ASSERT_EQ(call(), kOfxStatOK);
+    EXPECT_EQ(host.callCount(), 5u) << "nothing armed";
+
+    host.failCallNumber(7, kOfxStatErrMemory);
+    EXPECT_EQ(call(), kOfxStatOK);
+    EXPECT_EQ(call(), kOfxStatErrMemory);
+    EXPECT_EQ(host.countedFailureCall(), "OfxMultiThreadSuite.multiThreadNumCPUs");
+    EXPECT_EQ(call(), kOfxStatOK);
+
+    host.failCallNumber(0, kOfxStatOK);
+    EXPECT_EQ(call(), kOfxStatOK);
+    EXPECT_EQ(host.callCount(), 9u) << "disarmed again";
+
+    host.injectFailure("OfxMultiThreadSuite.multiThreadNumCPUs", kOfxStatErrUnsupported);
+    EXPECT_EQ(call(), kOfxStatErrUnsupported);
+    host.clearFailures();
+    host.recordCallNames(true);
+    EXPECT_EQ(call(), kOfxStatOK);
+    EXPECT_EQ(host.callNames(), std::vector<std::string>{"OfxMultiThreadSuite.multiThreadNumCPUs"});
+    EXPECT_EQ(host.callCount(), 11u);
 }
 
 // --- memory suite ------------------------------------------------------------

@@ -90,6 +90,7 @@ Host::Host(HostConfig config) : config_(std::move(config)) {
     for (const auto& failure : config_.failures) {
         failures_[failure.first] = failure.second;
     }
+    updateArmed();
     LiveHosts& live = liveHosts();
     std::lock_guard<std::mutex> lock(live.mutex);
     live.hosts.push_back(this);
@@ -214,17 +215,23 @@ void Host::clearRecords() {
 void Host::injectFailure(const std::string& call, OfxStatus status) {
     std::lock_guard<std::mutex> lock(recordMutex_);
     failures_[call] = status;
+    updateArmed();
 }
 
 void Host::clearFailures() {
     std::lock_guard<std::mutex> lock(recordMutex_);
     failures_.clear();
+    updateArmed();
 }
 
 std::optional<OfxStatus> Host::injectedFailure(std::string_view call,
                                                std::string_view subject) const {
+    if (!armed_.load()) {
+        callCount_.fetch_add(1);
+        return std::nullopt;
+    }
     std::lock_guard<std::mutex> lock(recordMutex_);
-    const std::uint64_t number = ++callCount_;
+    const std::uint64_t number = callCount_.fetch_add(1) + 1;
     if (recordCallNames_) {
         callNames_.emplace_back(call);
     }
@@ -243,10 +250,7 @@ std::optional<OfxStatus> Host::injectedFailure(std::string_view call,
     return it->second;
 }
 
-std::uint64_t Host::callCount() const {
-    std::lock_guard<std::mutex> lock(recordMutex_);
-    return callCount_;
-}
+std::uint64_t Host::callCount() const { return callCount_.load(); }
 
 void Host::resetCallCount() {
     std::lock_guard<std::mutex> lock(recordMutex_);
@@ -258,6 +262,7 @@ void Host::failCallNumber(std::uint64_t number, OfxStatus status) {
     std::lock_guard<std::mutex> lock(recordMutex_);
     failNumber_ = number;
     failStatus_ = status;
+    updateArmed();
     failedCall_.clear();
     failedSubject_.clear();
 }
@@ -275,6 +280,7 @@ std::string Host::countedFailureSubject() const {
 void Host::recordCallNames(bool on) {
     std::lock_guard<std::mutex> lock(recordMutex_);
     recordCallNames_ = on;
+    updateArmed();
 }
 
 std::vector<std::string> Host::callNames() const {

@@ -264,7 +264,13 @@ private:
     std::map<const void*, int> progressUpdates_;
     std::atomic<bool> cancelling_{false};
     std::map<std::string, OfxStatus, std::less<>> failures_;
-    mutable std::uint64_t callCount_ = 0;
+    // Calls are counted without the lock; the lock is taken only while a
+    // failure is armed or call names are kept (`armed_`, kept up to date by
+    // whatever changes those under the lock), so that a host set up to
+    // render costs the plug-in's many calls almost nothing.
+    mutable std::atomic<std::uint64_t> callCount_{0};
+    std::atomic<bool> armed_{false};
+    void updateArmed() { armed_.store(failNumber_ != 0 || !failures_.empty() || recordCallNames_); }
     std::uint64_t failNumber_ = 0;
     OfxStatus failStatus_ = kOfxStatOK;
     mutable std::string failedCall_;
