@@ -141,7 +141,10 @@ double smallest(const std::vector<double>& values) {
 double leastFloorSeconds(int width, int height, int bits, unsigned threads) {
     // Each call measures the floor again and keeps the least time so far:
     // a floor measured once, in a disturbed moment, would flatter every row
-    // read against it.
+    // read against it. The first call measures it many times, so that the
+    // rows read against it early see nearly the floor the last ones see:
+    // otherwise the least `x_floor` of a row's repetitions would come from
+    // its first, against the highest floor.
     struct Floor {
         std::shared_ptr<ofxhost::ImageBuffer> source;
         std::unique_ptr<ofxhost::ImageBuffer> output;
@@ -151,14 +154,16 @@ double leastFloorSeconds(int width, int height, int bits, unsigned threads) {
     static std::map<std::tuple<int, int, int, unsigned>, Floor> known;
     std::lock_guard<std::mutex> lock(mutex);
     Floor& floor = known[std::make_tuple(width, height, bits, threads)];
+    int repeats = 15;
     if (!floor.source) {
         floor.source = makeSource(width, height, bits);
         floor.output = std::make_unique<ofxhost::ImageBuffer>(
             floor.source->bounds(), floor.source->depth(), floor.source->components());
         floorPass(*floor.source, *floor.output, threads);
+        repeats = 200;
     }
     floor.seconds =
-        std::min(floor.seconds, floorSeconds(*floor.source, *floor.output, threads, 15));
+        std::min(floor.seconds, floorSeconds(*floor.source, *floor.output, threads, repeats));
     return floor.seconds;
 }
 

@@ -363,6 +363,52 @@ TEST(PropertySuite, EveryNameFoundAfterRemovalsAndRedefinition) {
     EXPECT_EQ(set.names()[0], names[1]); // defined again where it was
 }
 
+// Sets made from one schema read its definitions where they are, yet each
+// has values of its own: a fixed dimension padded or cut from the defaults,
+// changes seen by no other set, and a reset back to the schema's defaults.
+// An open set copying them takes each property with its definition.
+TEST(PropertySuite, SetsFromOneSchemaKeepValuesOfTheirOwn) {
+    static const ofxhost::Schema kShared{"shared",
+                                         {PropertyDef::intProp("short", 3, {4}),
+                                          PropertyDef::stringProp("cut", 1, {"x", "y"}),
+                                          PropertyDef::doubleProp("any", 0, {1.5, 2.5})}};
+    Host host;
+    PropertySet a(kShared, &host), b(kShared, &host);
+    for (const PropertySet* set : {&a, &b}) {
+        EXPECT_EQ(set->getInts("short"), (std::vector<int>{4, 0, 0}));
+        EXPECT_EQ(set->getStrings("cut"), (std::vector<std::string>{"x"}));
+        EXPECT_EQ(set->getDoubles("any"), (std::vector<double>{1.5, 2.5}));
+    }
+    const double one = 7.0;
+    ASSERT_EQ(suite().propSetInt(a.handle(), "short", 1, 9), kOfxStatOK);
+    ASSERT_EQ(suite().propSetString(a.handle(), "cut", 0, "changed"), kOfxStatOK);
+    ASSERT_EQ(suite().propSetDoubleN(a.handle(), "any", 1, &one), kOfxStatOK);
+    EXPECT_EQ(b.getInts("short"), (std::vector<int>{4, 0, 0}));
+    EXPECT_EQ(b.getStrings("cut"), (std::vector<std::string>{"x"}));
+    EXPECT_EQ(b.getDoubles("any"), (std::vector<double>{1.5, 2.5}));
+    EXPECT_EQ(kShared.properties[0].ints, (std::vector<int>{4}));
+    EXPECT_EQ(kShared.properties[1].strings, (std::vector<std::string>{"x", "y"}));
+
+    PropertySet open("copy", &host);
+    ASSERT_EQ(suite().propSetInt(open.handle(), "made", 0, 3), kOfxStatOK);
+    PropertySet copy("copy of copy", &host);
+    copy.copyValuesFrom(a);
+    copy.copyValuesFrom(open);
+    EXPECT_EQ(copy.getStrings("cut"), (std::vector<std::string>{"changed"}));
+    EXPECT_EQ(copy.getDoubles("any"), (std::vector<double>{7.0}));
+    EXPECT_EQ(copy.getInt("made"), 3);
+    EXPECT_EQ(suite().propSetInt(copy.handle(), "short", 3, 1), kOfxStatErrBadIndex);
+    copy.reset("cut");
+    copy.reset("any");
+    copy.reset("made");
+    EXPECT_EQ(copy.getStrings("cut"), (std::vector<std::string>{"x"}));
+    EXPECT_EQ(copy.getDoubles("any"), (std::vector<double>{1.5, 2.5}));
+    EXPECT_EQ(copy.dimension("made"), 0);
+
+    ASSERT_EQ(suite().propReset(a.handle(), "short"), kOfxStatOK);
+    EXPECT_EQ(a.getInts("short"), (std::vector<int>{4, 0, 0}));
+}
+
 TEST(PropertySuite, NullValuesAreErrValue) {
     Host host;
     PropertySet set("nulls", &host);

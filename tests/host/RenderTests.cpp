@@ -257,13 +257,17 @@ TEST(RenderSequence, RecordsOfCallsAreKeptOnlyWhenAskedFor) {
         s.instance->setClipFrames("Source", source.provider());
         s.instance->setValue("mode", 2);
         EXPECT_EQ(s.instance->render(0.0).status, kOfxStatFailed);
+        ASSERT_FALSE(s.host.messages().empty());
+        EXPECT_EQ(s.host.messages().back().text, "asked to fail");
+        s.instance->setValue("mode", 0);
+        EXPECT_EQ(s.instance->render(0.0).status, kOfxStatOK);
+        ASSERT_EQ(s.instance->imagesFetched(), 2u);
+        EXPECT_EQ(s.instance->imageRegions().empty(), !record);
         EXPECT_EQ(s.host.actions().empty(), !record);
         EXPECT_EQ(s.host.suiteRequests().empty(), !record);
         if (!record) {
             EXPECT_TRUE(s.host.progress().empty());
         }
-        ASSERT_FALSE(s.host.messages().empty());
-        EXPECT_EQ(s.host.messages().back().text, "asked to fail");
     }
 }
 

@@ -158,7 +158,7 @@ void Host::fillProperties() {
 }
 
 const void* Host::fetchSuite(const char* name, int version) {
-    const std::string suite = name ? name : "";
+    const std::string_view suite = name ? name : "";
     const void* table = nullptr;
     if (name != nullptr && config_.offers(suite, version)) {
         table = detail::findSuite(suite, version);
@@ -168,7 +168,7 @@ const void* Host::fetchSuite(const char* name, int version) {
     }
     if (config_.recordCalls) {
         std::lock_guard<std::mutex> lock(recordMutex_);
-        suiteRequests_.push_back({suite, version, table != nullptr});
+        suiteRequests_.push_back({std::string(suite), version, table != nullptr});
     }
     return table;
 }

@@ -22,7 +22,7 @@ HostConfig::HostConfig()
       components{kOfxImageComponentRGBA, kOfxImageComponentRGB, kOfxImageComponentAlpha},
       suites(standardSuites()) {}
 
-std::map<std::string, std::vector<int>> HostConfig::standardSuites() {
+HostConfig::SuiteVersions HostConfig::standardSuites() {
     return {
         {kOfxPropertySuite, {1}},    {kOfxImageEffectSuite, {1}}, {kOfxParameterSuite, {1}},
         {kOfxMemorySuite, {1}},      {kOfxMultiThreadSuite, {1}}, {kOfxMessageSuite, {1, 2}},
@@ -51,7 +51,7 @@ HostConfig& HostConfig::enableOpenGL(const std::string& support) {
     return *this;
 }
 
-bool HostConfig::offers(const std::string& suite, int suiteVersion) const {
+bool HostConfig::offers(std::string_view suite, int suiteVersion) const {
     const auto it = suites.find(suite);
     return it != suites.end() &&
            std::find(it->second.begin(), it->second.end(), suiteVersion) != it->second.end();

@@ -3,8 +3,10 @@
 #include "ofx/ofxCore.h"
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace ofxhost {
@@ -79,7 +81,8 @@ struct HostConfig {
     void* hostOSHandle = nullptr;
 
     // --- suites: name -> versions offered ----------------------------------
-    std::map<std::string, std::vector<int>> suites;
+    using SuiteVersions = std::map<std::string, std::vector<int>, std::less<>>;
+    SuiteVersions suites;
 
     // --- behaviour -------------------------------------------------------
     // What message() answers (e.g. kOfxStatReplyNo to a question).
@@ -132,10 +135,10 @@ struct HostConfig {
     HostConfig& failCall(const std::string& call, OfxStatus status);
     // Offers the OpenGL render suite and sets the host's support property.
     HostConfig& enableOpenGL(const std::string& support = "true");
-    bool offers(const std::string& suite, int suiteVersion) const;
+    bool offers(std::string_view suite, int suiteVersion) const;
 
     // Every suite the host implements, at every version.
-    static std::map<std::string, std::vector<int>> standardSuites();
+    static SuiteVersions standardSuites();
 };
 
 // A configuration that presents the host as a known application: "MLT",

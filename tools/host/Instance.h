@@ -301,7 +301,8 @@ public:
     std::size_t liveImages() const;
     // clipGetImage calls that gave an image, since the instance was made.
     std::size_t imagesFetched() const;
-    // The region each clipGetImage call passed, in order (nullopt: none).
+    // The region each clipGetImage call passed, in order (nullopt: none),
+    // kept while the host records calls.
     std::vector<std::optional<OfxRectD>> imageRegions() const;
     // Changes every image the instance hands out, after its properties are
     // filled in and before the plug-in sees it: for tests that play a host

@@ -100,7 +100,7 @@ struct StringStore {
 };
 
 int PropertySet::Property::size() const {
-    switch (def.type) {
+    switch (type) {
     case PropType::Int:
         return static_cast<int>(ints.size());
     case PropType::Double:
@@ -114,13 +114,34 @@ int PropertySet::Property::size() const {
 }
 
 void PropertySet::Property::reset() {
-    ints = def.ints;
-    doubles = def.doubles;
-    strings.assign(def.strings);
-    pointers.assign(def.type == PropType::Pointer && def.dimension > 0
-                        ? static_cast<std::size_t>(def.dimension)
-                        : 0u,
-                    nullptr);
+    if (def != nullptr) {
+        ints = def->ints;
+        doubles = def->doubles;
+        strings.assign(def->strings);
+    } else {
+        ints.clear();
+        doubles.clear();
+        strings.clear();
+    }
+    // A fixed dimension always holds that many values: defaults missing
+    // from the definition are zero or empty, extra ones are dropped.
+    const auto n = static_cast<std::size_t>(dimension);
+    pointers.assign(type == PropType::Pointer ? n : 0u, nullptr);
+    if (n == 0)
+        return;
+    switch (type) {
+    case PropType::Int:
+        ints.resize(n, 0);
+        break;
+    case PropType::Double:
+        doubles.resize(n, 0.0);
+        break;
+    case PropType::String:
+        strings.resize(n);
+        break;
+    case PropType::Pointer:
+        break;
+    }
 }
 
 PropertySet::PropertySet(std::string label, Host* owner)
@@ -130,8 +151,15 @@ PropertySet::PropertySet(std::string label, Host* owner)
 PropertySet::PropertySet(const Schema& schema, Host* owner)
     : label_(schema.name), owner_(owner), fixed_(true),
       registration_(this, HandleKind::PropertySet) {
+    properties_.reserve(schema.properties.size());
+    index_.reserve(schema.properties.size());
     for (const PropertyDef& def : schema.properties) {
-        define(def);
+        auto property = std::make_unique<Property>();
+        property->def = &def;
+        property->name = def.name;
+        property->type = def.type;
+        property->dimension = std::max(def.dimension, 0);
+        place(std::move(property));
     }
 }
 
@@ -146,10 +174,17 @@ PropertySet* PropertySet::fromHandle(OfxPropertySetHandle handle) noexcept {
 
 namespace {
 
+// The index is ordered by length first: the standard's names share long
+// prefixes ("OfxImageEffectProp..."), and most pairs differ in length.
+bool before(std::string_view a, std::string_view b) {
+    return a.size() != b.size() ? a.size() < b.size() : a < b;
+}
+
 template <class Index>
 auto placeIn(Index& index, std::string_view name) {
-    return std::lower_bound(index.begin(), index.end(), name,
-                            [](const auto& entry, std::string_view n) { return entry.first < n; });
+    return std::lower_bound(
+        index.begin(), index.end(), name,
+        [](const auto& entry, std::string_view n) { return before(entry.first, n); });
 }
 
 } // namespace
@@ -164,48 +199,52 @@ const PropertySet::Property* PropertySet::find(std::string_view name) const {
     return it == index_.end() || it->first != name ? nullptr : properties_[it->second].get();
 }
 
-PropertySet::Property& PropertySet::addProperty(const PropertyDef& def) {
-    PropertyDef normalised = def;
-    if (normalised.dimension < 0) {
-        normalised.dimension = 0;
+PropertySet::Property& PropertySet::place(std::unique_ptr<Property> property) {
+    const auto at = placeIn(index_, property->name);
+    if (at != index_.end() && at->first == property->name) {
+        // Defined again: the property keeps its place and its strings'
+        // storage, and takes the new definition.
+        Property& existing = *properties_[at->second];
+        existing.def = property->def;
+        existing.own = std::move(property->own);
+        existing.ownName = std::move(property->ownName);
+        existing.name = existing.own   ? std::string_view(existing.own->name)
+                        : existing.def ? std::string_view(existing.def->name)
+                                       : std::string_view(existing.ownName);
+        existing.type = property->type;
+        existing.dimension = property->dimension;
+        existing.reset();
+        at->first = existing.name;
+        return existing;
     }
-    if (normalised.dimension > 0) {
-        // A fixed dimension always holds that many values.
-        const auto n = static_cast<std::size_t>(normalised.dimension);
-        switch (normalised.type) {
-        case PropType::Int:
-            normalised.ints.resize(n, 0);
-            break;
-        case PropType::Double:
-            normalised.doubles.resize(n, 0.0);
-            break;
-        case PropType::String:
-            normalised.strings.resize(n);
-            break;
-        case PropType::Pointer:
-            break;
-        }
-    }
-    if (Property* existing = find(normalised.name)) {
-        // The index views the name it has: keep that string where it is.
-        std::string name = std::move(existing->def.name);
-        existing->def = std::move(normalised);
-        existing->def.name = std::move(name);
-        existing->reset();
-        return *existing;
-    }
-    auto property = std::make_unique<Property>();
-    property->def = std::move(normalised);
     property->reset();
-    const std::string_view name = property->def.name;
-    index_.insert(placeIn(index_, name), {name, properties_.size()});
+    index_.insert(at, {property->name, properties_.size()});
     properties_.push_back(std::move(property));
     return *properties_.back();
 }
 
+PropertySet::Property& PropertySet::addCopy(const PropertyDef& def) {
+    auto property = std::make_unique<Property>();
+    property->own = std::make_unique<PropertyDef>(def);
+    property->def = property->own.get();
+    property->name = property->own->name;
+    property->type = def.type;
+    property->dimension = std::max(def.dimension, 0);
+    return place(std::move(property));
+}
+
+PropertySet::Property& PropertySet::addUndefined(std::string_view name, PropType type) {
+    auto property = std::make_unique<Property>();
+    property->ownName = std::string(name);
+    property->name = property->ownName;
+    property->type = type;
+    property->dimension = 0;
+    return place(std::move(property));
+}
+
 void PropertySet::define(const PropertyDef& def) {
     std::lock_guard<std::mutex> lock(mutex_);
-    addProperty(def);
+    addCopy(def);
 }
 
 OfxStatus PropertySet::lookupForWrite(const char* name, PropType type, Property*& out) {
@@ -217,13 +256,9 @@ OfxStatus PropertySet::lookupForWrite(const char* name, PropType type, Property*
         if (fixed_) {
             return kOfxStatErrUnknown;
         }
-        PropertyDef def;
-        def.name = name;
-        def.type = type;
-        def.dimension = 0;
-        out = &addProperty(def);
+        out = &addUndefined(name, type);
     }
-    return out->def.type == type ? kOfxStatOK : kOfxStatErrValue;
+    return out->type == type ? kOfxStatOK : kOfxStatErrValue;
 }
 
 OfxStatus PropertySet::lookupForRead(const char* name, PropType type, const Property*& out) const {
@@ -234,7 +269,7 @@ OfxStatus PropertySet::lookupForRead(const char* name, PropType type, const Prop
     if (out == nullptr) {
         return kOfxStatErrUnknown;
     }
-    return out->def.type == type ? kOfxStatOK : kOfxStatErrValue;
+    return out->type == type ? kOfxStatOK : kOfxStatErrValue;
 }
 
 template <typename Store, typename Value>
@@ -251,7 +286,7 @@ OfxStatus PropertySet::setOne(const char* name, PropType type, int index, Value 
     }
     auto& values = Store::of(*p);
     const int size = static_cast<int>(values.size());
-    if (index < 0 || (p->def.dimension > 0 && index >= p->def.dimension) || index > size) {
+    if (index < 0 || (p->dimension > 0 && index >= p->dimension) || index > size) {
         return kOfxStatErrBadIndex;
     }
     // A variable-dimension property grows by one when the value one past its
@@ -271,7 +306,7 @@ OfxStatus PropertySet::setMany(const char* name, PropType type, int count, const
     if (const OfxStatus st = lookupForWrite(name, type, p); st != kOfxStatOK) {
         return st;
     }
-    if (count < 0 || (p->def.dimension > 0 && count > p->def.dimension)) {
+    if (count < 0 || (p->dimension > 0 && count > p->dimension)) {
         return kOfxStatErrBadIndex;
     }
     if (count > 0 && values == nullptr) {
@@ -285,7 +320,7 @@ OfxStatus PropertySet::setMany(const char* name, PropType type, int count, const
         }
     }
     auto& stored = Store::of(*p);
-    if (p->def.dimension == 0) {
+    if (p->dimension == 0) {
         // Setting N values of a variable-dimension property makes it N long.
         stored.clear();
         for (int i = 0; i < count; ++i) {
@@ -416,9 +451,9 @@ const PropertySet::Property& PropertySet::require(std::string_view name, PropTyp
     if (p == nullptr) {
         throw Error("property set '" + label_ + "' has no property '" + std::string(name) + "'");
     }
-    if (p->def.type != type) {
+    if (p->type != type) {
         throw Error("property '" + std::string(name) + "' of set '" + label_ + "' is of type " +
-                    toString(p->def.type) + ", not " + toString(type));
+                    toString(p->type) + ", not " + toString(type));
     }
     return *p;
 }
@@ -443,7 +478,7 @@ PropType PropertySet::type(std::string_view name) const {
     if (p == nullptr) {
         throw Error("property set '" + label_ + "' has no property '" + std::string(name) + "'");
     }
-    return p->def.type;
+    return p->type;
 }
 
 std::vector<std::string> PropertySet::names() const {
@@ -451,13 +486,38 @@ std::vector<std::string> PropertySet::names() const {
     std::vector<std::string> result;
     result.reserve(properties_.size());
     for (const auto& p : properties_) {
-        result.push_back(p->def.name);
+        result.push_back(std::string(p->name));
     }
     return result;
 }
 
-template <typename Store, typename Value>
-void PropertySet::setAll(std::string_view name, PropType type, const std::vector<Value>& values) {
+namespace {
+
+template <typename Value>
+struct StoreOf;
+template <>
+struct StoreOf<int> {
+    using type = IntStore;
+};
+template <>
+struct StoreOf<double> {
+    using type = DoubleStore;
+};
+template <>
+struct StoreOf<const char*> {
+    using type = StringStore;
+};
+template <>
+struct StoreOf<void*> {
+    using type = PointerStore;
+};
+
+} // namespace
+
+template <typename Value>
+void PropertySet::setAll(std::string_view name, PropType type, const Value* values,
+                         std::size_t count) {
+    using Store = typename StoreOf<Value>::type;
     std::lock_guard<std::mutex> lock(mutex_);
     Property* p = find(name);
     if (p == nullptr) {
@@ -465,43 +525,42 @@ void PropertySet::setAll(std::string_view name, PropType type, const std::vector
             throw Error("property set '" + label_ + "' has no property '" + std::string(name) +
                         "'");
         }
-        PropertyDef def;
-        def.name = std::string(name);
-        def.type = type;
-        def.dimension = 0;
-        p = &addProperty(def);
+        p = &addUndefined(name, type);
     }
-    if (p->def.type != type) {
+    if (p->type != type) {
         throw Error("property '" + std::string(name) + "' of set '" + label_ + "' is of type " +
-                    toString(p->def.type) + ", not " + toString(type));
+                    toString(p->type) + ", not " + toString(type));
     }
-    if (p->def.dimension > 0 && static_cast<int>(values.size()) != p->def.dimension) {
+    if (p->dimension > 0 && count != static_cast<std::size_t>(p->dimension)) {
         throw Error("property '" + std::string(name) + "' of set '" + label_ + "' has " +
-                    std::to_string(p->def.dimension) + " values, not " +
-                    std::to_string(values.size()));
+                    std::to_string(p->dimension) + " values, not " + std::to_string(count));
     }
     auto& stored = Store::of(*p);
-    stored.clear();
-    for (const Value& v : values) {
-        if constexpr (std::is_same_v<Value, std::string>) {
-            Store::push(stored, v.c_str());
-        } else {
-            Store::push(stored, v);
+    if (stored.size() == count) {
+        // Written over in place: a value of the same size costs no allocation.
+        for (std::size_t i = 0; i < count; ++i) {
+            Store::put(stored, i, values[i]);
         }
+        return;
+    }
+    stored.clear();
+    for (std::size_t i = 0; i < count; ++i) {
+        Store::push(stored, values[i]);
     }
 }
 
-void PropertySet::setInts(std::string_view name, const std::vector<int>& values) {
-    setAll<IntStore>(name, PropType::Int, values);
-}
-void PropertySet::setDoubles(std::string_view name, const std::vector<double>& values) {
-    setAll<DoubleStore>(name, PropType::Double, values);
-}
+template void PropertySet::setAll(std::string_view, PropType, const int*, std::size_t);
+template void PropertySet::setAll(std::string_view, PropType, const double*, std::size_t);
+template void PropertySet::setAll(std::string_view, PropType, const char* const*, std::size_t);
+template void PropertySet::setAll(std::string_view, PropType, void* const*, std::size_t);
+
 void PropertySet::setStrings(std::string_view name, const std::vector<std::string>& values) {
-    setAll<StringStore>(name, PropType::String, values);
-}
-void PropertySet::setPointers(std::string_view name, const std::vector<void*>& values) {
-    setAll<PointerStore>(name, PropType::Pointer, values);
+    std::vector<const char*> texts;
+    texts.reserve(values.size());
+    for (const std::string& value : values) {
+        texts.push_back(value.c_str());
+    }
+    setAll(name, PropType::String, texts.data(), texts.size());
 }
 
 namespace {
@@ -569,7 +628,7 @@ std::string PropertySet::valueText(std::string_view name, bool quoteStrings) con
             out << ", ";
         }
         const auto k = static_cast<std::size_t>(i);
-        switch (p->def.type) {
+        switch (p->type) {
         case PropType::Int:
             out << p->ints[k];
             break;
@@ -625,14 +684,15 @@ void PropertySet::copyValuesFrom(const PropertySet& other) {
     }
     std::scoped_lock lock(mutex_, other.mutex_);
     for (const auto& source : other.properties_) {
-        Property* target = find(source->def.name);
+        Property* target = find(source->name);
         if (target == nullptr) {
             if (fixed_) {
                 continue;
             }
-            target = &addProperty(source->def);
+            target = source->def != nullptr ? &addCopy(*source->def)
+                                            : &addUndefined(source->name, source->type);
         }
-        if (target->def.type != source->def.type) {
+        if (target->type != source->type) {
             continue;
         }
         target->ints = source->ints;

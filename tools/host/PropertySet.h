@@ -5,6 +5,8 @@
 #include "ofx/ofxCore.h"
 #include "ofx/ofxProperty.h"
 
+#include <cstddef>
+#include <initializer_list>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -55,7 +57,9 @@ class PropertySet {
 public:
     // An open set. `label` only names it in error messages.
     explicit PropertySet(std::string label = "arguments", Host* owner = nullptr);
-    // A fixed-schema set with every property of `schema` at its default.
+    // A fixed-schema set with every property of `schema` at its default. The
+    // set reads the definitions where they are, so the schema must outlive
+    // it (the host's schemas live as long as the program).
     PropertySet(const Schema& schema, Host* owner);
     ~PropertySet();
 
@@ -95,6 +99,7 @@ public:
 
     // --- host and test side: throw ofxhost::Error on misuse --------------
     // Adds the property (or replaces its definition), at its default values.
+    // The set keeps its own copy of `def`.
     void define(const PropertyDef& def);
     bool has(std::string_view name) const;
     int dimension(std::string_view name) const;
@@ -104,14 +109,33 @@ public:
 
     // Replace the whole value. On an open set an unknown name is created with
     // a variable dimension; on a fixed set it is an error.
-    void setInt(std::string_view name, int value) { setInts(name, {value}); }
-    void setDouble(std::string_view name, double value) { setDoubles(name, {value}); }
-    void setString(std::string_view name, const std::string& value) { setStrings(name, {value}); }
-    void setPointer(std::string_view name, void* value) { setPointers(name, {value}); }
-    void setInts(std::string_view name, const std::vector<int>& values);
-    void setDoubles(std::string_view name, const std::vector<double>& values);
+    void setInt(std::string_view name, int value) { setAll(name, PropType::Int, &value, 1); }
+    void setDouble(std::string_view name, double value) {
+        setAll(name, PropType::Double, &value, 1);
+    }
+    void setString(std::string_view name, const std::string& value) {
+        const char* text = value.c_str();
+        setAll(name, PropType::String, &text, 1);
+    }
+    void setPointer(std::string_view name, void* value) {
+        setAll(name, PropType::Pointer, &value, 1);
+    }
+    void setInts(std::string_view name, std::initializer_list<int> values) {
+        setAll(name, PropType::Int, values.begin(), values.size());
+    }
+    void setDoubles(std::string_view name, std::initializer_list<double> values) {
+        setAll(name, PropType::Double, values.begin(), values.size());
+    }
+    void setInts(std::string_view name, const std::vector<int>& values) {
+        setAll(name, PropType::Int, values.data(), values.size());
+    }
+    void setDoubles(std::string_view name, const std::vector<double>& values) {
+        setAll(name, PropType::Double, values.data(), values.size());
+    }
     void setStrings(std::string_view name, const std::vector<std::string>& values);
-    void setPointers(std::string_view name, const std::vector<void*>& values);
+    void setPointers(std::string_view name, const std::vector<void*>& values) {
+        setAll(name, PropType::Pointer, values.data(), values.size());
+    }
 
     int getInt(std::string_view name, int index = 0) const;
     double getDouble(std::string_view name, int index = 0) const;
@@ -136,39 +160,73 @@ public:
 private:
     // The strings of one value: each stays where it is while more are
     // added, since a plug-in keeps the char* that propGetString gave it.
-    // Empty until a string is stored, so that the many properties of other
-    // types cost no allocation.
+    // The first lives in place (a property never moves), the others each in
+    // a block of its own; a value that is set again is written over the
+    // strings it has, so that setting a value costs no allocation once it
+    // has its size.
     class StableStrings {
     public:
-        std::size_t size() const { return items_.size(); }
-        std::string& operator[](std::size_t i) { return *items_[i]; }
-        const std::string& operator[](std::size_t i) const { return *items_[i]; }
-        void emplace_back(const char* text) {
-            items_.push_back(std::make_unique<std::string>(text));
+        std::size_t size() const { return size_; }
+        std::string& operator[](std::size_t i) { return i == 0 ? first_ : *rest_[i - 1]; }
+        const std::string& operator[](std::size_t i) const {
+            return i == 0 ? first_ : *rest_[i - 1];
         }
-        void clear() { items_.clear(); }
+        void emplace_back(const char* text) {
+            if (size_ == 0)
+                first_.assign(text);
+            else
+                rest_.push_back(std::make_unique<std::string>(text));
+            ++size_;
+        }
+        void clear() {
+            first_.clear();
+            rest_.clear();
+            size_ = 0;
+        }
+        // `count` strings: those there are keep their text, new ones are empty.
+        void resize(std::size_t count) {
+            while (size_ > count && size_ > 1) {
+                rest_.pop_back();
+                --size_;
+            }
+            if (count == 0)
+                clear();
+            while (size_ < count)
+                emplace_back("");
+        }
         void assign(const std::vector<std::string>& texts) {
-            items_.clear();
+            clear();
             for (const std::string& text : texts)
-                items_.push_back(std::make_unique<std::string>(text));
+                emplace_back(text.c_str());
         }
         StableStrings() = default;
         StableStrings(const StableStrings&) = delete;
         StableStrings& operator=(const StableStrings& other) {
             if (this != &other) {
-                items_.clear();
-                for (const auto& item : other.items_)
-                    items_.push_back(std::make_unique<std::string>(*item));
+                clear();
+                for (std::size_t i = 0; i < other.size(); ++i)
+                    emplace_back(other[i].c_str());
             }
             return *this;
         }
 
     private:
-        std::vector<std::unique_ptr<std::string>> items_;
+        std::string first_;
+        std::vector<std::unique_ptr<std::string>> rest_;
+        std::size_t size_ = 0;
     };
 
     struct Property {
-        PropertyDef def;
+        // The definition the defaults come from: a schema's, the set's own
+        // copy in `own`, or none for a property an open set created on its
+        // first write (no defaults).
+        const PropertyDef* def = nullptr;
+        std::unique_ptr<PropertyDef> own;
+        // The name of a property created on its first write.
+        std::string ownName;
+        std::string_view name;
+        PropType type = PropType::Int;
+        int dimension = 0; // 0: any number of values
         std::vector<int> ints;
         std::vector<double> doubles;
         std::vector<void*> pointers;
@@ -181,7 +239,11 @@ private:
     Property* find(std::string_view name);
     const Property* find(std::string_view name) const;
     const Property& require(std::string_view name, PropType type) const;
-    Property& addProperty(const PropertyDef& def);
+    // Adds `property` (its name, type and dimension set) at its defaults, or
+    // gives an existing property of that name its definition in its place.
+    Property& place(std::unique_ptr<Property> property);
+    Property& addCopy(const PropertyDef& def);
+    Property& addUndefined(std::string_view name, PropType type);
     // Finds the property for a plug-in write, creating it in an open set.
     OfxStatus lookupForWrite(const char* name, PropType type, Property*& out);
     OfxStatus lookupForRead(const char* name, PropType type, const Property*& out) const;
@@ -193,8 +255,8 @@ private:
     OfxStatus getOne(const char* name, PropType type, int index, Value* value) const;
     template <typename Store, typename Value>
     OfxStatus getMany(const char* name, PropType type, int count, Value* values) const;
-    template <typename Store, typename Value>
-    void setAll(std::string_view name, PropType type, const std::vector<Value>& values);
+    template <typename Value>
+    void setAll(std::string_view name, PropType type, const Value* values, std::size_t count);
 
     friend struct IntStore;
     friend struct DoubleStore;
@@ -206,7 +268,7 @@ private:
     bool fixed_ = false;
     mutable std::mutex mutex_;
     std::vector<std::unique_ptr<Property>> properties_;
-    // Each property's name (a view of its own definition's name) in name
+    // Each property's name (a view of its definition's or its own) in name
     // order, with its place in properties_.
     std::vector<std::pair<std::string_view, std::size_t>> index_;
     HandleRegistration registration_;

@@ -135,8 +135,9 @@ OfxStatus EffectInstance::getImage(ClipInstance& clip, OfxTime time, const OfxRe
     ImageHook hook;
     {
         std::lock_guard<std::mutex> lock(mutex_);
-        imageRegions_.push_back(region != nullptr ? std::optional<OfxRectD>(*region)
-                                                  : std::nullopt);
+        if (host_.config().recordCalls)
+            imageRegions_.push_back(region != nullptr ? std::optional<OfxRectD>(*region)
+                                                      : std::nullopt);
         hook = imageHook_;
     }
     RenderContext* rc = renderFor();
