@@ -100,7 +100,7 @@ struct StringStore {
 };
 
 int PropertySet::Property::size() const {
-    switch (type) {
+    switch (type()) {
     case PropType::Int:
         return static_cast<int>(ints.size());
     case PropType::Double:
@@ -114,22 +114,16 @@ int PropertySet::Property::size() const {
 }
 
 void PropertySet::Property::reset() {
-    if (def != nullptr) {
-        ints = def->ints;
-        doubles = def->doubles;
-        strings.assign(def->strings);
-    } else {
-        ints.clear();
-        doubles.clear();
-        strings.clear();
-    }
+    ints = def->ints;
+    doubles = def->doubles;
+    strings.assign(def->strings);
     // A fixed dimension always holds that many values: defaults missing
     // from the definition are zero or empty, extra ones are dropped.
-    const auto n = static_cast<std::size_t>(dimension);
-    pointers.assign(type == PropType::Pointer ? n : 0u, nullptr);
+    const auto n = static_cast<std::size_t>(dimension());
+    pointers.assign(type() == PropType::Pointer ? n : 0u, nullptr);
     if (n == 0)
         return;
-    switch (type) {
+    switch (type()) {
     case PropType::Int:
         ints.resize(n, 0);
         break;
@@ -156,9 +150,6 @@ PropertySet::PropertySet(const Schema& schema, Host* owner)
     for (const PropertyDef& def : schema.properties) {
         auto property = std::make_unique<Property>();
         property->def = &def;
-        property->name = def.name;
-        property->type = def.type;
-        property->dimension = std::max(def.dimension, 0);
         place(std::move(property));
     }
 }
@@ -200,45 +191,35 @@ const PropertySet::Property* PropertySet::find(std::string_view name) const {
 }
 
 PropertySet::Property& PropertySet::place(std::unique_ptr<Property> property) {
-    const auto at = placeIn(index_, property->name);
-    if (at != index_.end() && at->first == property->name) {
+    const auto at = placeIn(index_, property->name());
+    if (at != index_.end() && at->first == property->name()) {
         // Defined again: the property keeps its place and its strings'
         // storage, and takes the new definition.
         Property& existing = *properties_[at->second];
-        existing.def = property->def;
-        existing.own = std::move(property->own);
-        existing.ownName = std::move(property->ownName);
-        existing.name = existing.own   ? std::string_view(existing.own->name)
-                        : existing.def ? std::string_view(existing.def->name)
-                                       : std::string_view(existing.ownName);
-        existing.type = property->type;
-        existing.dimension = property->dimension;
+        const bool ownDefinition = property->def == &property->ownDef;
+        existing.ownDef = std::move(property->ownDef);
+        existing.def = ownDefinition ? &existing.ownDef : property->def;
         existing.reset();
-        at->first = existing.name;
+        at->first = existing.name();
         return existing;
     }
     property->reset();
-    index_.insert(at, {property->name, properties_.size()});
+    index_.insert(at, {property->name(), properties_.size()});
     properties_.push_back(std::move(property));
     return *properties_.back();
 }
 
 PropertySet::Property& PropertySet::addCopy(const PropertyDef& def) {
     auto property = std::make_unique<Property>();
-    property->own = std::make_unique<PropertyDef>(def);
-    property->def = property->own.get();
-    property->name = property->own->name;
-    property->type = def.type;
-    property->dimension = std::max(def.dimension, 0);
+    property->ownDef = def;
     return place(std::move(property));
 }
 
 PropertySet::Property& PropertySet::addUndefined(std::string_view name, PropType type) {
     auto property = std::make_unique<Property>();
-    property->ownName = std::string(name);
-    property->name = property->ownName;
-    property->type = type;
-    property->dimension = 0;
+    property->ownDef.name = std::string(name);
+    property->ownDef.type = type;
+    property->ownDef.dimension = 0;
     return place(std::move(property));
 }
 
@@ -258,7 +239,7 @@ OfxStatus PropertySet::lookupForWrite(const char* name, PropType type, Property*
         }
         out = &addUndefined(name, type);
     }
-    return out->type == type ? kOfxStatOK : kOfxStatErrValue;
+    return out->type() == type ? kOfxStatOK : kOfxStatErrValue;
 }
 
 OfxStatus PropertySet::lookupForRead(const char* name, PropType type, const Property*& out) const {
@@ -269,7 +250,7 @@ OfxStatus PropertySet::lookupForRead(const char* name, PropType type, const Prop
     if (out == nullptr) {
         return kOfxStatErrUnknown;
     }
-    return out->type == type ? kOfxStatOK : kOfxStatErrValue;
+    return out->type() == type ? kOfxStatOK : kOfxStatErrValue;
 }
 
 template <typename Store, typename Value>
@@ -286,7 +267,7 @@ OfxStatus PropertySet::setOne(const char* name, PropType type, int index, Value 
     }
     auto& values = Store::of(*p);
     const int size = static_cast<int>(values.size());
-    if (index < 0 || (p->dimension > 0 && index >= p->dimension) || index > size) {
+    if (index < 0 || (p->dimension() > 0 && index >= p->dimension()) || index > size) {
         return kOfxStatErrBadIndex;
     }
     // A variable-dimension property grows by one when the value one past its
@@ -306,7 +287,7 @@ OfxStatus PropertySet::setMany(const char* name, PropType type, int count, const
     if (const OfxStatus st = lookupForWrite(name, type, p); st != kOfxStatOK) {
         return st;
     }
-    if (count < 0 || (p->dimension > 0 && count > p->dimension)) {
+    if (count < 0 || (p->dimension() > 0 && count > p->dimension())) {
         return kOfxStatErrBadIndex;
     }
     if (count > 0 && values == nullptr) {
@@ -320,7 +301,7 @@ OfxStatus PropertySet::setMany(const char* name, PropType type, int count, const
         }
     }
     auto& stored = Store::of(*p);
-    if (p->dimension == 0) {
+    if (p->dimension() == 0) {
         // Setting N values of a variable-dimension property makes it N long.
         stored.clear();
         for (int i = 0; i < count; ++i) {
@@ -451,9 +432,9 @@ const PropertySet::Property& PropertySet::require(std::string_view name, PropTyp
     if (p == nullptr) {
         throw Error("property set '" + label_ + "' has no property '" + std::string(name) + "'");
     }
-    if (p->type != type) {
+    if (p->type() != type) {
         throw Error("property '" + std::string(name) + "' of set '" + label_ + "' is of type " +
-                    toString(p->type) + ", not " + toString(type));
+                    toString(p->type()) + ", not " + toString(type));
     }
     return *p;
 }
@@ -478,7 +459,7 @@ PropType PropertySet::type(std::string_view name) const {
     if (p == nullptr) {
         throw Error("property set '" + label_ + "' has no property '" + std::string(name) + "'");
     }
-    return p->type;
+    return p->type();
 }
 
 std::vector<std::string> PropertySet::names() const {
@@ -486,7 +467,7 @@ std::vector<std::string> PropertySet::names() const {
     std::vector<std::string> result;
     result.reserve(properties_.size());
     for (const auto& p : properties_) {
-        result.push_back(std::string(p->name));
+        result.push_back(std::string(p->name()));
     }
     return result;
 }
@@ -527,13 +508,13 @@ void PropertySet::setAll(std::string_view name, PropType type, const Value* valu
         }
         p = &addUndefined(name, type);
     }
-    if (p->type != type) {
+    if (p->type() != type) {
         throw Error("property '" + std::string(name) + "' of set '" + label_ + "' is of type " +
-                    toString(p->type) + ", not " + toString(type));
+                    toString(p->type()) + ", not " + toString(type));
     }
-    if (p->dimension > 0 && count != static_cast<std::size_t>(p->dimension)) {
+    if (p->dimension() > 0 && count != static_cast<std::size_t>(p->dimension())) {
         throw Error("property '" + std::string(name) + "' of set '" + label_ + "' has " +
-                    std::to_string(p->dimension) + " values, not " + std::to_string(count));
+                    std::to_string(p->dimension()) + " values, not " + std::to_string(count));
     }
     auto& stored = Store::of(*p);
     if (stored.size() == count) {
@@ -628,7 +609,7 @@ std::string PropertySet::valueText(std::string_view name, bool quoteStrings) con
             out << ", ";
         }
         const auto k = static_cast<std::size_t>(i);
-        switch (p->type) {
+        switch (p->type()) {
         case PropType::Int:
             out << p->ints[k];
             break;
@@ -684,15 +665,14 @@ void PropertySet::copyValuesFrom(const PropertySet& other) {
     }
     std::scoped_lock lock(mutex_, other.mutex_);
     for (const auto& source : other.properties_) {
-        Property* target = find(source->name);
+        Property* target = find(source->name());
         if (target == nullptr) {
             if (fixed_) {
                 continue;
             }
-            target = source->def != nullptr ? &addCopy(*source->def)
-                                            : &addUndefined(source->name, source->type);
+            target = &addCopy(*source->def);
         }
-        if (target->type != source->type) {
+        if (target->type() != source->type()) {
             continue;
         }
         target->ints = source->ints;

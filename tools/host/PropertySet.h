@@ -217,16 +217,17 @@ private:
     };
 
     struct Property {
-        // The definition the defaults come from: a schema's, the set's own
-        // copy in `own`, or none for a property an open set created on its
+        // The definition: a schema's, or `ownDef`, the set's copy of one it
+        // was given or the bare one of a property an open set created on its
         // first write (no defaults).
-        const PropertyDef* def = nullptr;
-        std::unique_ptr<PropertyDef> own;
-        // The name of a property created on its first write.
-        std::string ownName;
-        std::string_view name;
-        PropType type = PropType::Int;
-        int dimension = 0; // 0: any number of values
+        const PropertyDef* def = &ownDef;
+        PropertyDef ownDef;
+
+        std::string_view name() const { return def->name; }
+        PropType type() const { return def->type; }
+        // 0: any number of values.
+        int dimension() const { return def->dimension > 0 ? def->dimension : 0; }
+
         std::vector<int> ints;
         std::vector<double> doubles;
         std::vector<void*> pointers;
@@ -239,8 +240,8 @@ private:
     Property* find(std::string_view name);
     const Property* find(std::string_view name) const;
     const Property& require(std::string_view name, PropType type) const;
-    // Adds `property` (its name, type and dimension set) at its defaults, or
-    // gives an existing property of that name its definition in its place.
+    // Adds `property` (its definition set) at its defaults, or gives an
+    // existing property of that name its definition in its place.
     Property& place(std::unique_ptr<Property> property);
     Property& addCopy(const PropertyDef& def);
     Property& addUndefined(std::string_view name, PropType type);
