@@ -73,33 +73,53 @@ constexpr std::uint8_t colourByte(int i) {
     return (i % int(4 * sizeof(T))) < int(3 * sizeof(T)) ? 0xFF : 0x00;
 }
 
+// Sixteen bytes: whole pixels at every depth, and a register on every
+// processor the library runs on (a wider type would be taken apart through
+// the stack where only SSE2 is there).
+using Chunk = std::uint8_t __attribute__((vector_size(16)));
+
+inline Chunk loadChunk(const unsigned char* from) {
+    Chunk c;
+    std::memcpy(&c, from, sizeof c);
+    return c;
+}
+
+inline void storeChunk(unsigned char* to, Chunk c) { std::memcpy(to, &c, sizeof c); }
+
 template <class T>
 void zeroAlphaRows(HostImage& destination, const HostImage& source, const Rect& rect,
                    Progress* progress) {
     // Storing a loaded sample gives the sample back at every depth (float
     // samples are stored as they are loaded) and alpha is stored as 0, whose
     // bits are all zero: so the pixels are copied with their alpha bytes
-    // cleared, 64 bytes at a time (whole pixels at every depth). In place
-    // too: each chunk is read before it is written.
-    using Chunk = std::uint8_t __attribute__((vector_size(64)));
+    // cleared. In place too: each group of chunks is read before it is
+    // written.
     Chunk mask;
-    for (int i = 0; i < 64; ++i)
+    for (int i = 0; i < 16; ++i)
         mask[i] = colourByte<T>(i);
+    constexpr std::size_t kChunk = sizeof(Chunk);
     const std::size_t bytes = std::size_t(rect.width()) * 4 * sizeof(T);
     for (std::int32_t y = rect.y1; y < rect.y2; ++y) {
         unsigned char* d = destination.pixel(rect.x1, y);
         const unsigned char* s = source.pixel(rect.x1, y);
         std::size_t at = 0;
-        for (; at + sizeof(Chunk) <= bytes; at += sizeof(Chunk)) {
-            Chunk c;
-            std::memcpy(&c, s + at, sizeof c);
-            c &= mask;
-            std::memcpy(d + at, &c, sizeof c);
+        for (; at + 4 * kChunk <= bytes; at += 4 * kChunk) {
+            const Chunk c0 = loadChunk(s + at) & mask;
+            const Chunk c1 = loadChunk(s + at + kChunk) & mask;
+            const Chunk c2 = loadChunk(s + at + 2 * kChunk) & mask;
+            const Chunk c3 = loadChunk(s + at + 3 * kChunk) & mask;
+            storeChunk(d + at, c0);
+            storeChunk(d + at + kChunk, c1);
+            storeChunk(d + at + 2 * kChunk, c2);
+            storeChunk(d + at + 3 * kChunk, c3);
         }
+        for (; at + kChunk <= bytes; at += kChunk)
+            storeChunk(d + at, loadChunk(s + at) & mask);
         if (at < bytes) {
-            Chunk c{};
-            std::memcpy(&c, s + at, bytes - at);
-            c &= mask;
+            // Less than a chunk left: 4 bytes (one 8-bit pixel) at least.
+            unsigned char tail[kChunk] = {};
+            std::memcpy(tail, s + at, bytes - at);
+            const Chunk c = loadChunk(tail) & mask;
             std::memcpy(d + at, &c, bytes - at);
         }
         reportRow(progress, y - rect.y1, rect.height());

@@ -94,6 +94,49 @@ TEST(AlphaValues, EveryIntegerCodeSurvivesLoadAndStore) {
     EXPECT_EQ(onePixel(VX::Image::zeroAlphaRegion, 16, {65535, 1, 0, 9}), (A{65535, 1, 0, 0}));
 }
 
+// The zero-alpha routine works through rows in groups of bytes with a tail:
+// every width from one pixel past two whole groups, in place and into
+// another image, on a window that leaves a border of the image alone.
+class ZeroAlphaRows : public ::testing::TestWithParam<int> {};
+
+TEST_P(ZeroAlphaRows, KeepColourClearAlphaAndTouchNothingElse) {
+    const int depth = GetParam();
+    for (const bool inPlace : {false, true})
+        for (int width = 1; width <= 40; ++width) {
+            const Rect bounds{-3, -2, width + 2, 6};
+            const Rect window{-1, 0, width - 1, 5};
+            PixelImage source = makeImage(depth, 4, bounds, width % 2 == 1);
+            fillRandom(source, unsigned(width));
+            PixelImage before = blankLike(source);
+            PixelImage out = blankLike(source);
+            fillRandom(out, unsigned(width) + 100);
+            for (int y = bounds.y1; y < bounds.y2; ++y)
+                for (int x = bounds.x1; x < bounds.x2; ++x)
+                    for (int c = 0; c < 4; ++c)
+                        setSample(before, x, y, c, sample(inPlace ? source : out, x, y, c));
+            PixelImage& target = inPlace ? source : out;
+            PixelImage& from = inPlace ? before : source;
+            VX::Image::zeroAlphaRegion(target.image, source.image, window, nullptr);
+            for (int y = bounds.y1; y < bounds.y2; ++y)
+                for (int x = bounds.x1; x < bounds.x2; ++x) {
+                    const bool inside = window.contains(Rect{x, y, x + 1, y + 1});
+                    for (int c = 0; c < 4; ++c) {
+                        const float expected = !inside  ? sample(before, x, y, c)
+                                               : c == 3 ? 0.0f
+                                                        : sample(from, x, y, c);
+                        ASSERT_EQ(sample(target, x, y, c), expected)
+                            << "width " << width << (inPlace ? " in place" : "") << " at " << x
+                            << "," << y << " channel " << c;
+                    }
+                }
+        }
+}
+
+INSTANTIATE_TEST_SUITE_P(AllDepths, ZeroAlphaRows, ::testing::Values(8, 16, 32),
+                         [](const ::testing::TestParamInfo<int>& nameOf) {
+                             return depthName(nameOf.param);
+                         });
+
 TEST(AlphaFilterRender, NamesBandsAndPixelsWithoutAlpha) {
     BoundBridge bound(4);
     VX::Image::FilterLayer<Bridge> layer;
