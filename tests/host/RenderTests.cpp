@@ -229,6 +229,30 @@ TEST(RenderSequence, IdentityIsCopiedByTheHostWithoutARender) {
     }
 }
 
+// The host keeps its argument sets from frame to frame: what the plug-in
+// answered or added in one frame must not be there in the next.
+TEST(RenderSequence, ArgumentsOfOneFrameAreNotSeenInTheNext) {
+    Session s;
+    Frames source({0, 0, 3, 3}, kOfxBitDepthFloat, kOfxImageComponentRGBA, false);
+    s.instance->setClipFrames("Source", source.provider());
+    s.instance->setValue("mode", 1);
+    ASSERT_EQ(s.instance->render(6.0).identityClip, std::optional<std::string>("Source"));
+    // The same arguments again, but the plug-in no longer answers identity.
+    s.instance->setValue("mode", 0);
+    const RenderResult copy = s.instance->render(6.0);
+    ASSERT_EQ(copy.status, kOfxStatOK);
+    EXPECT_FALSE(copy.identityClip.has_value());
+    EXPECT_EQ(copy.statusOf(kOfxImageEffectActionRender), kOfxStatOK);
+    expectInverted(*copy.output, copy.renderWindow, 6.0);
+
+    // A property the plug-in added to an answer is gone the frame after.
+    ASSERT_EQ(s.instance->render(13.0).status, kOfxStatOK);
+    ASSERT_EQ(s.instance->render(14.0).status, kOfxStatOK);
+    ASSERT_EQ(s.instance->render(13.0).status, kOfxStatOK);
+    for (const auto& m : s.host.messages())
+        EXPECT_EQ(m.text.find("found the mark"), std::string::npos) << m.text;
+}
+
 TEST(RenderSequence, ARenderErrorEndsWithItsStatusAndTheMessage) {
     Session s;
     Frames source({0, 0, 2, 2}, kOfxBitDepthFloat, kOfxImageComponentRGBA, false);

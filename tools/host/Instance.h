@@ -26,6 +26,11 @@ class Host;
 class Plugin;
 class EffectInstance;
 struct RenderContext;
+struct ActionArguments;
+// Deletes ActionArguments where the type is known (the render driver).
+struct ActionArgumentsDeleter {
+    void operator()(ActionArguments* arguments) const noexcept;
+};
 
 // A parameter value at one time: numbers for the numeric types (integers
 // held exactly), text for string, custom and string-choice parameters.
@@ -347,7 +352,12 @@ private:
     void setValueImpl(std::string_view name, std::optional<OfxTime> time, ParamValue value);
     RenderContext* renderFor() const;
     void forgetImage(PropertySet* image);
-    ClipPreferences clipPreferences(RenderResult& result, bool& ok);
+    using ArgumentsPtr = std::unique_ptr<ActionArguments, ActionArgumentsDeleter>;
+    ClipPreferences clipPreferences(ActionArguments& args, RenderResult& result, bool& ok);
+    // The argument sets a render sends: the ones the last render gave back,
+    // or new ones when there are none (or another render has them).
+    ArgumentsPtr takeArguments();
+    void giveBackArguments(ArgumentsPtr arguments) noexcept;
     OfxRectD canonical(const OfxRectI& r, OfxPointD scale) const;
     OfxRectI toPixels(const OfxRectD& r, OfxPointD scale) const;
     OfxRectD defaultRegionOfDefinition(OfxTime time) const;
@@ -373,6 +383,7 @@ private:
     std::vector<std::optional<OfxRectD>> imageRegions_;
     ImageHook imageHook_;
     std::set<RenderContext*> renders_;
+    ArgumentsPtr spareArguments_;
     std::atomic<bool> abortRequested_{false};
     std::atomic<const std::atomic<bool>*> abortFlag_{nullptr};
     std::atomic<int> abortCalls_{0};

@@ -65,23 +65,27 @@ Plugin::Plugin(PluginLibrary& library, int index, const OfxPlugin* record)
 Plugin::~Plugin() { detachHost(); }
 
 std::string Plugin::whyUnusable() const {
-    const std::string who = "plug-in " + std::to_string(index_) + " ('" + identifier_ + "') of '" +
-                            library_.path() + "'";
+    // Asked before every action: the plug-in's name is only spelled out
+    // when something is wrong.
+    const auto who = [this] {
+        return "plug-in " + std::to_string(index_) + " ('" + identifier_ + "') of '" +
+               library_.path() + "'";
+    };
     if (api_ != kOfxImageEffectPluginApi) {
-        return who + " has API '" + api_ + "', not '" kOfxImageEffectPluginApi "'";
+        return who() + " has API '" + api_ + "', not '" kOfxImageEffectPluginApi "'";
     }
     if (apiVersion_ != kOfxImageEffectPluginApiVersion) {
-        return who + " has API version " + std::to_string(apiVersion_) + ", not " +
+        return who() + " has API version " + std::to_string(apiVersion_) + ", not " +
                std::to_string(kOfxImageEffectPluginApiVersion);
     }
     if (record_->setHost == nullptr) {
-        return who + " has no setHost function";
+        return who() + " has no setHost function";
     }
     if (record_->mainEntry == nullptr) {
-        return who + " has no main entry point";
+        return who() + " has no main entry point";
     }
     if (identifier_.empty()) {
-        return who + " has no identifier";
+        return who() + " has no identifier";
     }
     return {};
 }
@@ -163,7 +167,8 @@ OfxStatus Plugin::action(const char* name, const void* handle, PropertySet* inAr
         record_->mainEntry(name, handle, inArgs != nullptr ? inArgs->handle() : nullptr,
                            outArgs != nullptr ? outArgs->handle() : nullptr);
     tlsAction = frame.outer;
-    host_->recordAction({identifier_, text(name), handle, status});
+    if (host_->config().recordCalls)
+        host_->recordAction({identifier_, text(name), handle, status});
     return status;
 }
 

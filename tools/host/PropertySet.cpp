@@ -462,6 +462,11 @@ PropType PropertySet::type(std::string_view name) const {
     return p->type();
 }
 
+std::size_t PropertySet::size() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return properties_.size();
+}
+
 std::vector<std::string> PropertySet::names() const {
     std::lock_guard<std::mutex> lock(mutex_);
     std::vector<std::string> result;

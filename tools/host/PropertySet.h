@@ -106,6 +106,8 @@ public:
     PropType type(std::string_view name) const;
     // Property names in the order they were defined.
     std::vector<std::string> names() const;
+    // How many properties the set has.
+    std::size_t size() const;
 
     // Replace the whole value. On an open set an unknown name is created with
     // a variable dimension; on a fixed set it is an error.

@@ -63,6 +63,76 @@ bool failed(OfxStatus st) { return st != kOfxStatOK && st != kOfxStatReplyDefaul
 
 } // namespace
 
+// The argument sets of the actions that render one frame, with the names of
+// the clips' properties spelled out once. Like a host that keeps them from
+// frame to frame, a render writes every value the host puts in them before
+// each action, so nothing of an earlier frame is seen. A plug-in may add
+// properties to these open sets: then the sets are not kept for the next
+// frame.
+struct ActionArguments {
+    struct ClipKeys {
+        ClipInstance* clip;
+        std::string components, depth, pixelAspectRatio, regionOfInterest, frameRange;
+    };
+
+    ActionArguments(Host* host, const std::vector<std::unique_ptr<ClipInstance>>& clipList)
+        : preferences("clip preferences", host),
+          regionOfDefinitionIn("region of definition arguments", host),
+          regionOfDefinitionOut("region of definition", host),
+          regionsOfInterestIn("regions of interest arguments", host),
+          regionsOfInterestOut("regions of interest", host),
+          framesNeededIn("frames needed arguments", host), framesNeededOut("frames needed", host),
+          isIdentityIn("is identity arguments", host), isIdentityOut("is identity", host),
+          sequence("sequence render arguments", host), render("render arguments", host) {
+        for (const auto& c : clipList)
+            clips.push_back({c.get(), kOfxImageClipPropComponents_ + c->name(),
+                             kOfxImageClipPropDepth_ + c->name(), kOfxImageClipPropPAR_ + c->name(),
+                             kOfxImageClipPropRoI_ + c->name(),
+                             kOfxImageClipPropFrameRange_ + c->name()});
+    }
+
+    // Sends `name` with these sets, noting whether the plug-in added to them.
+    OfxStatus send(EffectInstance& instance, const char* name, PropertySet* in, PropertySet* out) {
+        const std::size_t inSize = in != nullptr ? in->size() : 0;
+        const std::size_t outSize = out != nullptr ? out->size() : 0;
+        const OfxStatus status = instance.action(name, in, out);
+        if ((in != nullptr && in->size() != inSize) || (out != nullptr && out->size() != outSize))
+            grown = true;
+        return status;
+    }
+
+    std::vector<ClipKeys> clips;
+    PropertySet preferences;
+    PropertySet regionOfDefinitionIn, regionOfDefinitionOut;
+    PropertySet regionsOfInterestIn, regionsOfInterestOut;
+    PropertySet framesNeededIn, framesNeededOut;
+    PropertySet isIdentityIn, isIdentityOut;
+    PropertySet sequence;
+    PropertySet render;
+    bool grown = false;
+};
+
+void ActionArgumentsDeleter::operator()(ActionArguments* arguments) const noexcept {
+    delete arguments;
+}
+
+EffectInstance::ArgumentsPtr EffectInstance::takeArguments() {
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        if (spareArguments_)
+            return std::move(spareArguments_);
+    }
+    return ArgumentsPtr(new ActionArguments(&host_, clips_));
+}
+
+void EffectInstance::giveBackArguments(ArgumentsPtr arguments) noexcept {
+    if (!arguments || arguments->grown)
+        return;
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (!spareArguments_)
+        spareArguments_ = std::move(arguments);
+}
+
 RenderContext* EffectInstance::renderFor() const {
     if (tlsRender != nullptr && tlsRender->instance == this) {
         return tlsRender;
@@ -200,16 +270,14 @@ OfxStatus EffectInstance::getImage(ClipInstance& clip, OfxTime time, const OfxRe
 
 // --- the render driver ------------------------------------------------------------
 
-ClipPreferences EffectInstance::clipPreferences(RenderResult& result, bool& ok) {
-    PropertySet out("clip preferences", &host_);
-    for (const auto& c : clips_) {
-        const PropertySet& p = c->properties();
-        out.setString(kOfxImageClipPropComponents_ + c->name(),
-                      p.getString(kOfxImageEffectPropComponents));
-        out.setString(kOfxImageClipPropDepth_ + c->name(),
-                      p.getString(kOfxImageEffectPropPixelDepth));
-        out.setDouble(kOfxImageClipPropPAR_ + c->name(),
-                      p.getDouble(kOfxImagePropPixelAspectRatio));
+ClipPreferences EffectInstance::clipPreferences(ActionArguments& args, RenderResult& result,
+                                                bool& ok) {
+    PropertySet& out = args.preferences;
+    for (const ActionArguments::ClipKeys& keys : args.clips) {
+        const PropertySet& p = keys.clip->properties();
+        out.setString(keys.components, p.getString(kOfxImageEffectPropComponents));
+        out.setString(keys.depth, p.getString(kOfxImageEffectPropPixelDepth));
+        out.setDouble(keys.pixelAspectRatio, p.getDouble(kOfxImagePropPixelAspectRatio));
     }
     ClipInstance* output = findClip(kOfxImageEffectOutputClipName);
     out.setString(kOfxImageEffectPropPreMultiplication,
@@ -219,7 +287,7 @@ ClipPreferences EffectInstance::clipPreferences(RenderResult& result, bool& ok) 
     out.setDouble(kOfxImageEffectPropFrameRate, props_.getDouble(kOfxImageEffectPropFrameRate));
     out.setInt(kOfxImageEffectFrameVarying, 0);
     out.setInt(kOfxImageClipPropContinuousSamples, 0);
-    const OfxStatus st = action(kOfxImageEffectActionGetClipPreferences, nullptr, &out);
+    const OfxStatus st = args.send(*this, kOfxImageEffectActionGetClipPreferences, nullptr, &out);
     result.steps.push_back({kOfxImageEffectActionGetClipPreferences, st});
     ok = !failed(st);
     ClipPreferences prefs;
@@ -227,10 +295,11 @@ ClipPreferences EffectInstance::clipPreferences(RenderResult& result, bool& ok) 
         result.status = st;
         return prefs;
     }
-    for (const auto& c : clips_) {
-        prefs.components[c->name()] = out.getString(kOfxImageClipPropComponents_ + c->name());
-        prefs.depth[c->name()] = out.getString(kOfxImageClipPropDepth_ + c->name());
-        prefs.pixelAspectRatio[c->name()] = out.getDouble(kOfxImageClipPropPAR_ + c->name());
+    for (const ActionArguments::ClipKeys& keys : args.clips) {
+        const std::string& name = keys.clip->name();
+        prefs.components[name] = out.getString(keys.components);
+        prefs.depth[name] = out.getString(keys.depth);
+        prefs.pixelAspectRatio[name] = out.getDouble(keys.pixelAspectRatio);
     }
     prefs.outputPremultiplication = out.getString(kOfxImageEffectPropPreMultiplication);
     prefs.frameVarying = out.getInt(kOfxImageEffectFrameVarying) != 0;
@@ -281,9 +350,16 @@ RenderResult EffectInstance::render(const RenderRequest& request) {
     context.field = request.field;
     setCurrentTime(time);
     RenderScope scope(*this, context);
+    // Handed back on every way out, for the next frame.
+    struct KeepArguments {
+        EffectInstance& instance;
+        ArgumentsPtr arguments;
+        ~KeepArguments() { instance.giveBackArguments(std::move(arguments)); }
+    } kept{*this, takeArguments()};
+    ActionArguments& args = *kept.arguments;
 
     auto send = [&](const char* name, PropertySet* in, PropertySet* out) {
-        const OfxStatus st = action(name, in, out);
+        const OfxStatus st = args.send(*this, name, in, out);
         result.steps.push_back({name, st});
         if (failed(st)) {
             result.status = st;
@@ -296,7 +372,7 @@ RenderResult EffectInstance::render(const RenderRequest& request) {
 
     if (behaviour.askClipPreferences) {
         bool ok = true;
-        result.preferences = clipPreferences(result, ok);
+        result.preferences = clipPreferences(args, result, ok);
         if (!ok) {
             return result;
         }
@@ -304,10 +380,10 @@ RenderResult EffectInstance::render(const RenderRequest& request) {
 
     // Region of definition.
     {
-        PropertySet in("region of definition arguments", &host_);
+        PropertySet& in = args.regionOfDefinitionIn;
         in.setDouble(kOfxPropTime, time);
         scaleArg(in);
-        PropertySet out("region of definition", &host_);
+        PropertySet& out = args.regionOfDefinitionOut;
         const OfxRectD fallback = defaultRegionOfDefinition(time);
         out.setDoubles(kOfxImageEffectPropRegionOfDefinition,
                        {fallback.x1, fallback.y1, fallback.x2, fallback.y2});
@@ -325,49 +401,47 @@ RenderResult EffectInstance::render(const RenderRequest& request) {
 
     // Regions of interest of every input.
     {
-        PropertySet in("regions of interest arguments", &host_);
+        PropertySet& in = args.regionsOfInterestIn;
         in.setDouble(kOfxPropTime, time);
         scaleArg(in);
         in.setDoubles(
             kOfxImageEffectPropRegionOfInterest,
             {windowCanonical.x1, windowCanonical.y1, windowCanonical.x2, windowCanonical.y2});
-        PropertySet out("regions of interest", &host_);
-        for (const auto& c : clips_) {
-            if (!c->isOutput()) {
-                out.setDoubles(kOfxImageClipPropRoI_ + c->name(),
-                               {windowCanonical.x1, windowCanonical.y1, windowCanonical.x2,
-                                windowCanonical.y2});
+        PropertySet& out = args.regionsOfInterestOut;
+        for (const ActionArguments::ClipKeys& keys : args.clips) {
+            if (!keys.clip->isOutput()) {
+                out.setDoubles(keys.regionOfInterest, {windowCanonical.x1, windowCanonical.y1,
+                                                       windowCanonical.x2, windowCanonical.y2});
             }
         }
         if (failed(send(kOfxImageEffectActionGetRegionsOfInterest, &in, &out))) {
             return result;
         }
-        for (const auto& c : clips_) {
-            if (!c->isOutput()) {
-                const auto v = out.getDoubles(kOfxImageClipPropRoI_ + c->name());
+        for (const ActionArguments::ClipKeys& keys : args.clips) {
+            if (!keys.clip->isOutput()) {
+                const auto v = out.getDoubles(keys.regionOfInterest);
                 if (v.size() == 4) {
-                    result.regionsOfInterest[c->name()] = {v[0], v[1], v[2], v[3]};
+                    result.regionsOfInterest[keys.clip->name()] = {v[0], v[1], v[2], v[3]};
                 }
             }
         }
     }
 
     if (behaviour.askFramesNeeded) {
-        PropertySet in("frames needed arguments", &host_);
+        PropertySet& in = args.framesNeededIn;
         in.setDouble(kOfxPropTime, time);
-        PropertySet out("frames needed", &host_);
-        for (const auto& c : clips_) {
-            if (!c->isOutput()) {
-                out.setDoubles(kOfxImageClipPropFrameRange_ + c->name(), {time, time});
+        PropertySet& out = args.framesNeededOut;
+        for (const ActionArguments::ClipKeys& keys : args.clips) {
+            if (!keys.clip->isOutput()) {
+                out.setDoubles(keys.frameRange, {time, time});
             }
         }
         if (failed(send(kOfxImageEffectActionGetFramesNeeded, &in, &out))) {
             return result;
         }
-        for (const auto& c : clips_) {
-            if (!c->isOutput()) {
-                result.framesNeeded[c->name()] =
-                    out.getDoubles(kOfxImageClipPropFrameRange_ + c->name());
+        for (const ActionArguments::ClipKeys& keys : args.clips) {
+            if (!keys.clip->isOutput()) {
+                result.framesNeeded[keys.clip->name()] = out.getDoubles(keys.frameRange);
             }
         }
     }
@@ -403,12 +477,12 @@ RenderResult EffectInstance::render(const RenderRequest& request) {
     context.output = result.output;
 
     if (behaviour.askIsIdentity) {
-        PropertySet in("is identity arguments", &host_);
+        PropertySet& in = args.isIdentityIn;
         in.setDouble(kOfxPropTime, time);
         in.setString(kOfxImageEffectPropFieldToRender, request.field);
         in.setInts(kOfxImageEffectPropRenderWindow, {window.x1, window.y1, window.x2, window.y2});
         scaleArg(in);
-        PropertySet out("is identity", &host_);
+        PropertySet& out = args.isIdentityOut;
         out.setString(kOfxPropName, "");
         out.setDouble(kOfxPropTime, time);
         const OfxStatus st = send(kOfxImageEffectActionIsIdentity, &in, &out);
@@ -430,7 +504,7 @@ RenderResult EffectInstance::render(const RenderRequest& request) {
         }
     }
 
-    PropertySet sequence("sequence render arguments", &host_);
+    PropertySet& sequence = args.sequence;
     sequence.setDoubles(kOfxImageEffectPropFrameRange, {time, time});
     sequence.setDouble(kOfxImageEffectPropFrameStep, 1.0);
     sequence.setInt(kOfxPropIsInteractive, behaviour.interactiveStatus ? 1 : 0);
@@ -443,7 +517,7 @@ RenderResult EffectInstance::render(const RenderRequest& request) {
         return result;
     }
 
-    PropertySet in("render arguments", &host_);
+    PropertySet& in = args.render;
     in.setDouble(kOfxPropTime, time);
     in.setString(kOfxImageEffectPropFieldToRender, request.field);
     in.setInts(kOfxImageEffectPropRenderWindow, {window.x1, window.y1, window.x2, window.y2});
@@ -451,7 +525,7 @@ RenderResult EffectInstance::render(const RenderRequest& request) {
     in.setInt(kOfxImageEffectPropSequentialRenderStatus, behaviour.sequentialStatus ? 1 : 0);
     in.setInt(kOfxImageEffectPropInteractiveRenderStatus, behaviour.interactiveStatus ? 1 : 0);
     in.setInt(kOfxImageEffectPropRenderQualityDraft, 0);
-    const OfxStatus rendered = action(kOfxImageEffectActionRender, &in, nullptr);
+    const OfxStatus rendered = args.send(*this, kOfxImageEffectActionRender, &in, nullptr);
     result.steps.push_back({kOfxImageEffectActionRender, rendered});
     // A render has no default: anything but OK means no image.
     if (rendered != kOfxStatOK) {
@@ -460,7 +534,8 @@ RenderResult EffectInstance::render(const RenderRequest& request) {
 
     // A sequence that began ends, whatever the render answered.
     if (behaviour.sequencePerFrame) {
-        const OfxStatus ended = action(kOfxImageEffectActionEndSequenceRender, &sequence, nullptr);
+        const OfxStatus ended =
+            args.send(*this, kOfxImageEffectActionEndSequenceRender, &sequence, nullptr);
         result.steps.push_back({kOfxImageEffectActionEndSequenceRender, ended});
         if (failed(ended) && result.status == kOfxStatOK) {
             result.status = ended;
