@@ -1,6 +1,7 @@
 #include "HandleRegistry.h"
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <mutex>
 #include <shared_mutex>
@@ -27,15 +28,19 @@ Registry& registry() {
 }
 
 // The handles this thread has found valid since the registry last lost
-// one: a plug-in asks about the same few handles call after call, and
-// while nothing has been removed, a handle found once is still there.
+// one: a plug-in asks about the same few dozen handles call after call, and
+// while nothing has been removed, a handle found once is still there. Each
+// handle has one slot, picked from its address.
 struct RecentHandles {
-    static constexpr int kSize = 8;
+    static constexpr std::size_t kSize = 64;
     std::uint64_t losses = ~std::uint64_t(0);
     const void* objects[kSize] = {};
     HandleKind kinds[kSize] = {};
-    int next = 0;
 
+    static std::size_t slot(const void* object) {
+        const auto address = reinterpret_cast<std::uintptr_t>(object);
+        return ((address >> 4) ^ (address >> 10)) % kSize;
+    }
     bool has(const void* object, HandleKind kind, std::uint64_t now) {
         if (now != losses) {
             losses = now;
@@ -43,15 +48,13 @@ struct RecentHandles {
                 o = nullptr;
             return false;
         }
-        for (int i = 0; i < kSize; ++i)
-            if (objects[i] == object && kinds[i] == kind)
-                return true;
-        return false;
+        const std::size_t i = slot(object);
+        return objects[i] == object && kinds[i] == kind;
     }
     void keep(const void* object, HandleKind kind) {
-        objects[next] = object;
-        kinds[next] = kind;
-        next = (next + 1) % kSize;
+        const std::size_t i = slot(object);
+        objects[i] = object;
+        kinds[i] = kind;
     }
 };
 
