@@ -303,6 +303,43 @@ TEST(HandleRegistry, AnAddressRegisteredAgainAsAnotherKindLosesTheFirstKind) {
     EXPECT_FALSE(handles::valid(&object, HandleKind::Mutex));
 }
 
+// Checks are answered from a per-thread memory of recent answers: more
+// handles than it has room for, each asked about as its own kind and as
+// another, twice, then half of them removed by another thread.
+TEST(HandleRegistry, RecentAnswersNeverOutliveARemovalOrMixUpHandles) {
+    namespace handles = ofxhost::handles;
+    using ofxhost::HandleKind;
+    // Sixteen bytes apart, as separate host objects are.
+    struct Object {
+        alignas(16) char bytes[16];
+    };
+    std::vector<Object> objects(300);
+    const auto kindOf = [](std::size_t i) {
+        return i % 3 == 0 ? HandleKind::Param : HandleKind::Clip;
+    };
+    const auto other = [](HandleKind k) {
+        return k == HandleKind::Param ? HandleKind::Clip : HandleKind::Param;
+    };
+    for (std::size_t i = 0; i < objects.size(); ++i)
+        handles::add(&objects[i], kindOf(i));
+    for (int pass = 0; pass < 2; ++pass)
+        for (std::size_t i = 0; i < objects.size(); ++i) {
+            ASSERT_TRUE(handles::valid(&objects[i], kindOf(i))) << i;
+            ASSERT_FALSE(handles::valid(&objects[i], other(kindOf(i)))) << i;
+        }
+    std::thread([&] {
+        for (std::size_t i = 0; i < objects.size(); i += 2)
+            handles::remove(&objects[i]);
+    }).join();
+    // Last asked about first: those this thread remembers.
+    for (std::size_t i = objects.size(); i-- > 0;) {
+        EXPECT_EQ(handles::valid(&objects[i], kindOf(i)), i % 2 == 1) << i;
+        EXPECT_FALSE(handles::valid(&objects[i], other(kindOf(i)))) << i;
+    }
+    for (std::size_t i = 1; i < objects.size(); i += 2)
+        handles::remove(&objects[i]);
+}
+
 // --- counted calls -------------------------------------------------------------
 
 TEST(CountedCalls, CallsAreNumberedAlikeWithAndWithoutAFailureArmed) {

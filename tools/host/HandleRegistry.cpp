@@ -41,15 +41,16 @@ struct RecentHandles {
         const auto address = reinterpret_cast<std::uintptr_t>(object);
         return ((address >> 4) ^ (address >> 10)) % kSize;
     }
-    bool has(const void* object, HandleKind kind, std::uint64_t now) {
+    // The kind `object` was found with, or null when it is not here.
+    const HandleKind* find(const void* object, std::uint64_t now) {
         if (now != losses) {
             losses = now;
             for (const void*& o : objects)
                 o = nullptr;
-            return false;
+            return nullptr;
         }
         const std::size_t i = slot(object);
-        return objects[i] == object && kinds[i] == kind;
+        return objects[i] == object ? &kinds[i] : nullptr;
     }
     void keep(const void* object, HandleKind kind) {
         const std::size_t i = slot(object);
@@ -87,14 +88,17 @@ bool valid(const void* object, HandleKind kind) noexcept {
     // Read before the lookup: a loss after it makes the next check look
     // again.
     const std::uint64_t losses = r.losses.load();
-    if (recent.has(object, kind, losses))
-        return true;
+    // A handle has one kind: one found with another is not of this kind
+    // (a change of kind counts as a loss). Host calls that take handles of
+    // two kinds (descriptor or instance) ask this way first.
+    if (const HandleKind* known = recent.find(object, losses))
+        return *known == kind;
     std::shared_lock<std::shared_mutex> lock(r.mutex);
     const auto it = r.objects.find(object);
-    const bool found = it != r.objects.end() && it->second == kind;
-    if (found)
-        recent.keep(object, kind);
-    return found;
+    if (it == r.objects.end())
+        return false;
+    recent.keep(object, it->second);
+    return it->second == kind;
 }
 
 } // namespace handles
