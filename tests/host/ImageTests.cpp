@@ -132,6 +132,37 @@ TEST(Images, WhatCannotBeFetchedGetsAStatus) {
     EXPECT_EQ(s.instance->imagesFetched(), 0u);
 }
 
+// The host hands the sets of released images out again: a released image's
+// handle is refused, and the next image shows nothing the plug-in wrote in
+// the last one.
+TEST(Images, AReleasedImagesSetComesBackAsNew) {
+    Session s;
+    ImageBuffer frame({0, 0, 4, 3}, kOfxBitDepthByte, kOfxImageComponentRGBA, false);
+    ImageBuffer other({1, 1, 3, 2}, kOfxBitDepthFloat, kOfxImageComponentRGBA, true);
+    s.instance->setClipFrames("Source", [&](OfxTime t) -> std::optional<ImageDesc> {
+        return t < 1.0 ? frame.desc() : other.desc();
+    });
+    const auto& fx = *s.suites().imageEffect;
+    const auto& props = *s.suites().property;
+    for (int round = 0; round < 3; ++round) {
+        OfxPropertySetHandle image = nullptr;
+        ASSERT_EQ(fx.clipGetImage(s.clip("Source"), round % 2, nullptr, &image), kOfxStatOK);
+        const ImageBuffer& shown = round % 2 == 0 ? frame : other;
+        char* type = nullptr;
+        ASSERT_EQ(props.propGetString(image, kOfxPropType, 0, &type), kOfxStatOK);
+        EXPECT_STREQ(type, kOfxTypeImage) << "round " << round;
+        const ofxhost::PropertySet& p = *ofxhost::PropertySet::fromHandle(image);
+        EXPECT_EQ(p.getPointer(kOfxImagePropData), shown.data());
+        EXPECT_EQ(p.getInt(kOfxImagePropRowBytes), shown.rowBytes());
+        EXPECT_EQ(p.getString(kOfxImageEffectPropPixelDepth), shown.depth());
+        // What a careless plug-in leaves behind.
+        ASSERT_EQ(props.propSetString(image, kOfxPropType, 0, "scribbled"), kOfxStatOK);
+        ASSERT_EQ(fx.clipReleaseImage(image), kOfxStatOK);
+        EXPECT_EQ(props.propGetString(image, kOfxPropType, 0, &type), kOfxStatErrBadHandle);
+        EXPECT_EQ(fx.clipReleaseImage(image), kOfxStatErrBadHandle);
+    }
+}
+
 TEST(Images, LeakedImagesAreCountedAndFreedWithTheInstance) {
     Session s;
     ImageBuffer frame({0, 0, 2, 2}, kOfxBitDepthByte, kOfxImageComponentRGBA);

@@ -852,6 +852,13 @@ void EffectInstance::forgetImage(PropertySet* image) {
     if (it != images_.end()) {
         dropped = std::move(it->second);
         images_.erase(it);
+        // A set as the host made it is kept for the next image; one the
+        // hook changed is not.
+        constexpr std::size_t kSpareImages = 4;
+        if (!dropped.hooked && spareImages_.size() < kSpareImages) {
+            dropped.properties->retire();
+            spareImages_.push_back(std::move(dropped.properties));
+        }
     }
 }
 

@@ -347,6 +347,7 @@ private:
     struct LiveImage {
         std::unique_ptr<PropertySet> properties;
         std::shared_ptr<ImageBuffer> keepAlive; // the output buffer it shows
+        bool hooked = false;                    // changed by the image hook
     };
 
     void setValueImpl(std::string_view name, std::optional<OfxTime> time, ParamValue value);
@@ -379,6 +380,8 @@ private:
     std::vector<ParamChange> changes_;
     OfxTime currentTime_ = 0.0;
     std::map<PropertySet*, LiveImage> images_;
+    // Released image sets, their handles out of use, for the next images.
+    std::vector<std::unique_ptr<PropertySet>> spareImages_;
     std::size_t imagesFetched_ = 0;
     std::vector<std::optional<OfxRectD>> imageRegions_;
     ImageHook imageHook_;

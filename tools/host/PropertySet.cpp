@@ -648,6 +648,12 @@ void PropertySet::reset(std::string_view name) {
     p->reset();
 }
 
+void PropertySet::resetAll() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    for (const auto& p : properties_)
+        p->reset();
+}
+
 void PropertySet::remove(std::string_view name) {
     std::lock_guard<std::mutex> lock(mutex_);
     const auto it = placeIn(index_, name);

@@ -151,6 +151,13 @@ public:
     std::string valueText(std::string_view name, bool quoteStrings = false) const;
 
     void reset(std::string_view name);
+    // Every property back to its defaults.
+    void resetAll();
+    // Takes the set's handle out of use while the set waits to be handed
+    // out again (calls with it fail as with a destroyed set's), and puts it
+    // back in use.
+    void retire() noexcept { handles::remove(this); }
+    void revive() { handles::add(this, HandleKind::PropertySet); }
     // Takes the property out of the set, fixed schema or not, as a host
     // that leaves it out would; the plug-in's reads of it then fail. Strings
     // handed out for it become invalid.

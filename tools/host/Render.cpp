@@ -236,7 +236,20 @@ OfxStatus EffectInstance::getImage(ClipInstance& clip, OfxTime time, const OfxRe
         }
         desc = std::move(*given);
     }
-    auto props = std::make_unique<PropertySet>(schema::image(), &host_);
+    std::unique_ptr<PropertySet> props;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        if (!spareImages_.empty()) {
+            props = std::move(spareImages_.back());
+            spareImages_.pop_back();
+        }
+    }
+    if (props) {
+        props->revive();
+        props->resetAll();
+    } else {
+        props = std::make_unique<PropertySet>(schema::image(), &host_);
+    }
     PropertySet& p = *props;
     p.setPointer(kOfxImagePropData, desc.data);
     const OfxRectI b = desc.bounds;
@@ -260,7 +273,7 @@ OfxStatus EffectInstance::getImage(ClipInstance& clip, OfxTime time, const OfxRe
     PropertySet* set = props.get();
     {
         std::lock_guard<std::mutex> lock(mutex_);
-        images_.emplace(set, LiveImage{std::move(props), std::move(keepAlive)});
+        images_.emplace(set, LiveImage{std::move(props), std::move(keepAlive), bool(hook)});
         ++imagesFetched_;
     }
     registerImageOwner(set, this);
