@@ -370,6 +370,24 @@ TEST(CountedCalls, CallsAreNumberedAlikeWithAndWithoutAFailureArmed) {
     EXPECT_EQ(host.callCount(), 11u);
 }
 
+// A host that keeps no records numbers calls only while a failure is armed,
+// and the armed failure still hits the call it names.
+TEST(CountedCalls, AHostWithoutRecordsCountsOnlyWhileArmed) {
+    HostConfig cfg;
+    cfg.recordCalls = false;
+    Host host(cfg);
+    unsigned int cpus = 0;
+    const auto call = [&] { return Host::suites().multiThread->multiThreadNumCPUs(&cpus); };
+    for (int i = 0; i < 5; ++i)
+        ASSERT_EQ(call(), kOfxStatOK);
+    EXPECT_EQ(host.callCount(), 0u);
+    host.failCallNumber(2, kOfxStatErrMemory);
+    EXPECT_EQ(call(), kOfxStatOK);
+    EXPECT_EQ(call(), kOfxStatErrMemory);
+    EXPECT_EQ(call(), kOfxStatOK);
+    EXPECT_EQ(host.callCount(), 3u);
+}
+
 // --- memory suite ------------------------------------------------------------
 
 TEST(MemorySuite, AllocFreeAndRefusals) {

@@ -227,7 +227,8 @@ void Host::clearFailures() {
 std::optional<OfxStatus> Host::injectedFailure(std::string_view call,
                                                std::string_view subject) const {
     if (!armed_.load()) {
-        callCount_.fetch_add(1);
+        if (config_.recordCalls)
+            callCount_.fetch_add(1);
         return std::nullopt;
     }
     std::lock_guard<std::mutex> lock(recordMutex_);

@@ -179,7 +179,9 @@ public:
     // --- counted failures: one call, by its number, fails -------------------
     // Suite calls served since the host was made (or since resetCallCount),
     // on any thread. Calls that answer no status (abort,
-    // multiThreadIsSpawnedThread) and fetchSuite are not counted.
+    // multiThreadIsSpawnedThread) and fetchSuite are not counted. A host
+    // that keeps no records (config().recordCalls off) counts only while a
+    // failure is armed: counting every call costs a locked add each.
     std::uint64_t callCount() const;
     void resetCallCount();
     // Makes the call that callCount() will number `number` answer `status`

@@ -124,7 +124,8 @@ struct HostConfig {
     // Whether the host keeps a record of every suite request, progress call
     // and action (what tests read back). A tool that renders for hours
     // turns it off, so that the host's memory does not grow with every
-    // frame; messages are kept either way.
+    // frame; messages are kept either way. Off, suite calls are numbered
+    // only while a failure is armed (see Host::callCount).
     bool recordCalls = true;
 
     HostConfig();
