@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -62,7 +63,10 @@ TEST_P(ImageProperties, DescribeTheProvidedMemoryWithoutCopying) {
     EXPECT_EQ(p.getDouble(kOfxImagePropPixelAspectRatio), 2.0);
     EXPECT_EQ(p.getDoubles(kOfxImageEffectPropRenderScale), (std::vector<double>{1.0, 1.0}));
     EXPECT_EQ(p.getString(kOfxImagePropField), kOfxImageFieldNone);
-    EXPECT_FALSE(p.getString(kOfxImagePropUniqueIdentifier).empty());
+    // The clip, the time and where the pixels are: one frame, one name.
+    std::ostringstream address;
+    address << std::hex << reinterpret_cast<std::uintptr_t>(frame.data());
+    EXPECT_EQ(p.getString(kOfxImagePropUniqueIdentifier), "Source@4:0x" + address.str());
     // The lowest row of the bounds is where data points, whatever the order.
     frame.set(-2, 3, 0, 1.0f);
     EXPECT_EQ(ofxhost::readComponent(p.getPointer(kOfxImagePropData), l.depth), 1.0f);

@@ -8,8 +8,9 @@
 #include "Plugin.h"
 #include "PropertySchema.h"
 
+#include <charconv>
 #include <cmath>
-#include <cstdio>
+#include <cstdint>
 #include <unordered_map>
 
 namespace ofxhost {
@@ -54,9 +55,18 @@ private:
 namespace {
 
 std::string uniqueId(const std::string& clip, OfxTime time, const void* data) {
-    char buffer[96];
-    std::snprintf(buffer, sizeof buffer, "@%.6g:%p", time, data);
-    return clip + buffer;
+    // "<clip>@<time>:0x<address>", the time written as printf's %.6g writes
+    // it, without printf's cost on every image.
+    char text[64] = {'@'};
+    char* const end = text + sizeof text;
+    char* at = std::to_chars(text + 1, end, time, std::chars_format::general, 6).ptr;
+    *at++ = ':';
+    *at++ = '0';
+    *at++ = 'x';
+    at = std::to_chars(at, end, reinterpret_cast<std::uintptr_t>(data), 16).ptr;
+    std::string id;
+    id.reserve(clip.size() + std::size_t(at - text));
+    return id.append(clip).append(text, at);
 }
 
 bool failed(OfxStatus st) { return st != kOfxStatOK && st != kOfxStatReplyDefault; }
