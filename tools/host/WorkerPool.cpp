@@ -4,6 +4,10 @@
 #include <chrono>
 #include <system_error>
 
+#if defined(__x86_64__) || defined(_M_X64) || defined(__i386__)
+#include <immintrin.h>
+#endif
+
 namespace ofxhost {
 
 namespace {
@@ -13,8 +17,28 @@ namespace {
 // sleeping thread costs tens of them (more in a virtual machine).
 constexpr std::chrono::microseconds kWatch{150};
 
+// A short wait that leaves the core to the other hardware thread, without
+// a system call.
+inline void relax() {
+#if defined(__x86_64__) || defined(_M_X64) || defined(__i386__)
+    _mm_pause();
+#else
+    std::this_thread::yield();
+#endif
+}
+
 template <class Done>
 void watch(Done done) {
+    // First a few microseconds of pauses: what a thread waits for between
+    // two passes of a frame usually comes within them, and a yield is a
+    // system call (a costly one in a virtual machine). Then yields, so that
+    // a processor with more threads than cores still gets on.
+    constexpr int kPauses = 2000;
+    for (int i = 0; i < kPauses; ++i) {
+        if (done())
+            return;
+        relax();
+    }
     const auto until = std::chrono::steady_clock::now() + kWatch;
     while (!done() && std::chrono::steady_clock::now() < until)
         std::this_thread::yield();
