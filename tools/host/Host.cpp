@@ -87,6 +87,13 @@ Host::Host(HostConfig config) : config_(std::move(config)) {
     imageEffectWithoutMemory_.imageMemoryFree = nullptr;
     imageEffectWithoutMemory_.imageMemoryLock = nullptr;
     imageEffectWithoutMemory_.imageMemoryUnlock = nullptr;
+    for (const auto& suite : config_.suites)
+        for (const int version : suite.second) {
+            const void* table = detail::findSuite(suite.first, version);
+            if (table == detail::imageEffectSuite() && !config_.imageMemory)
+                table = &imageEffectWithoutMemory_;
+            offered_.push_back({suite.first, version, table});
+        }
     for (const auto& failure : config_.failures) {
         failures_[failure.first] = failure.second;
     }
@@ -160,11 +167,12 @@ void Host::fillProperties() {
 const void* Host::fetchSuite(const char* name, int version) {
     const std::string_view suite = name ? name : "";
     const void* table = nullptr;
-    if (name != nullptr && config_.offers(suite, version)) {
-        table = detail::findSuite(suite, version);
-        if (table == detail::imageEffectSuite() && !config_.imageMemory) {
-            table = &imageEffectWithoutMemory_;
-        }
+    if (name != nullptr) {
+        for (const OfferedSuite& offered : offered_)
+            if (offered.version == version && offered.name == suite) {
+                table = offered.table;
+                break;
+            }
     }
     if (config_.recordCalls) {
         std::lock_guard<std::mutex> lock(recordMutex_);

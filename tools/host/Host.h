@@ -257,6 +257,14 @@ private:
     OfxHost ofxHost_{};
     // The image effect suite as offered without image memory.
     OfxImageEffectSuiteV1 imageEffectWithoutMemory_{};
+    // What fetchSuite answers for each suite and version the host offers,
+    // worked out once: plug-ins fetch their suites at every action.
+    struct OfferedSuite {
+        std::string name;
+        int version;
+        const void* table;
+    };
+    std::vector<OfferedSuite> offered_;
 
     mutable std::mutex recordMutex_;
     std::vector<MessageRecord> messages_;
