@@ -29,10 +29,12 @@ inline void relax() {
 
 template <class Done>
 void watch(Done done) {
-    // First a few microseconds of pauses: what a thread waits for between
-    // two passes of a frame usually comes within them, and a yield is a
-    // system call (a costly one in a virtual machine). Then yields, so that
-    // a processor with more threads than cores still gets on.
+    // First pauses (a pause lasts tens to about a hundred and fifty cycles
+    // depending on the processor, so these are some 10 to 100 us): what a
+    // thread waits for between two passes of a frame usually comes within
+    // them, and a yield is a system call (a costly one in a virtual
+    // machine). Then yields, so that a processor with more threads than
+    // cores still gets on.
     constexpr int kPauses = 2000;
     for (int i = 0; i < kPauses; ++i) {
         if (done())
