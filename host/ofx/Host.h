@@ -211,6 +211,8 @@ public:
     // done. An OpenFX error in a worker comes back as Error on this thread;
     // other exceptions stay in their thread.
     void runThreads(ThreadWorker worker, void* arg, unsigned threads = 0);
+    // How many threads runThreads(…, threads) asks the host for.
+    unsigned threadsToRun(unsigned threads = 0) const;
     // How many threads a runner call with 0 uses; 0 asks the host.
     void setThreadCount(unsigned threads) { threadCount_ = threads; }
 

@@ -35,21 +35,23 @@ void threadEntry(unsigned int index, unsigned int count, void* customArg) {
 
 } // namespace
 
+unsigned Host::threadsToRun(unsigned threads) const {
+    if (threads != 0)
+        return threads;
+    if (threadCount_ != 0)
+        return threadCount_;
+    // A host that cannot say, or says it has no processors, gets the work
+    // done on the calling thread: asking it for 0 threads would run nothing
+    // at all.
+    const OfxMultiThreadSuiteV1* suite = multiThreadSuite();
+    unsigned int cpus = 0;
+    return (suite != nullptr && suite->multiThreadNumCPUs(&cpus) == kOfxStatOK && cpus > 0) ? cpus
+                                                                                            : 1;
+}
+
 void Host::runThreads(ThreadWorker worker, void* arg, unsigned threads) {
     const OfxMultiThreadSuiteV1* suite = multiThreadSuite();
-    unsigned n = threads;
-    if (n == 0) {
-        n = threadCount_;
-        if (n == 0) {
-            // A host that cannot say, or says it has no processors, gets the
-            // work done on the calling thread: asking it for 0 threads would
-            // run nothing at all.
-            unsigned int cpus = 0;
-            n = (suite != nullptr && suite->multiThreadNumCPUs(&cpus) == kOfxStatOK && cpus > 0)
-                    ? cpus
-                    : 1;
-        }
-    }
+    const unsigned n = threadsToRun(threads);
     if (n != 1 && suite != nullptr) {
         ThreadJob job;
         job.worker = worker;

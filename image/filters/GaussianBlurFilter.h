@@ -49,7 +49,7 @@ public:
                               middle);
         clearOutside(*this->destination_, rect, coveredOrNothing(plan));
         HostProgress<Host> progress(*this->host_, threadIndex);
-        runLinePassesHere(plan, &progress);
+        runLinePassesHere(*this->host_, plan, &progress);
     }
 
 private:

@@ -3,8 +3,12 @@
 #include "image/BlockQueue.h"
 #include "image/Progress.h"
 
-#include <atomic>
+#include "host/ofx/HostImage.h"
+
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <new>
 
 namespace VX {
@@ -26,56 +30,92 @@ BlockTaker takeColumns(const Plan& plan, BlockQueue& queue, unsigned index, unsi
                       2 * std::uint64_t(plan.columnBlocks()));
 }
 
+// Working lines for `threads` threads of a plan: plan.lineValues() doubles
+// each, from the host's image memory, so that a host that pools its memory
+// hands the same blocks back frame after frame. Throws std::bad_alloc when
+// they do not fit.
+template <class Plan>
+double* workingLines(::VX::Host::OFX::ImageBuffer& lines, const Plan& plan, unsigned threads) {
+    const std::size_t values = plan.lineValues();
+    if (values == 0)
+        return nullptr;
+    constexpr std::size_t kLine = 64; // each thread's lines start on a cache line
+    if (values > (std::numeric_limits<std::size_t>::max() - kLine) / sizeof(double) / threads)
+        throw std::bad_alloc();
+    lines.allocate(std::size_t(threads) * values * sizeof(double) + kLine);
+    const std::uintptr_t at = reinterpret_cast<std::uintptr_t>(lines.data());
+    return reinterpret_cast<double*>((at + kLine - 1) / kLine * kLine);
+}
+
+namespace detail {
+
+// One pass of runLinePasses: its blocks shared among `threads` threads,
+// thread i working in lines + i * plan->lineValues().
+template <class Host, class Plan>
+struct LinePass {
+    Plan* plan;
+    Host* host;
+    double* lines;
+    unsigned threads;
+    bool columns;
+    BlockQueue queue;
+
+    static void worker(unsigned index, unsigned count, bool spawned, void* arg) {
+        static_cast<void>(count);
+        static_cast<void>(spawned);
+        LinePass& pass = *static_cast<LinePass*>(arg);
+        if (index >= pass.threads)
+            return;
+        HostProgress<Host> progress(*pass.host, index);
+        double* own = pass.lines + std::size_t(index) * pass.plan->lineValues();
+        const bool reporter = index == 0;
+        if (pass.columns) {
+            BlockTaker blocks =
+                takeColumns(*pass.plan, pass.queue, index, pass.threads, &progress, reporter);
+            pass.plan->columnPass(blocks, own);
+        } else {
+            BlockTaker blocks =
+                takeRows(*pass.plan, pass.queue, index, pass.threads, &progress, reporter);
+            pass.plan->rowPass(blocks, own);
+        }
+    }
+};
+
+} // namespace detail
+
 // Runs the two passes of a plan of whole lines (GaussianBlurPlan,
 // MaskStencilPlan) on the host's threads: the rows, then the columns once
-// every row is done, each pass's blocks shared out by a BlockQueue.
-// A worker whose working lines did not fit makes the caller throw
-// std::bad_alloc after the pass.
+// every row is done, each pass's blocks shared out by a BlockQueue. Each
+// thread works in its own lines, which are taken before the passes start; a
+// thread numbered beyond those asked for has none and leaves the blocks to
+// the others.
 template <class Host, class Plan>
 void runLinePasses(Host& host, Plan& plan) {
-    struct Pass {
-        Plan* plan;
-        Host* host;
-        bool columns;
-        BlockQueue queue;
-        std::atomic<bool> outOfMemory{false};
-    };
-    const auto worker = [](unsigned index, unsigned count, bool spawned, void* arg) {
-        static_cast<void>(spawned);
-        Pass& pass = *static_cast<Pass*>(arg);
-        HostProgress<Host> progress(*pass.host, index);
-        try {
-            if (pass.columns) {
-                BlockTaker blocks =
-                    takeColumns(*pass.plan, pass.queue, index, count, &progress, index == 0);
-                pass.plan->columnPass(blocks);
-            } else {
-                BlockTaker blocks =
-                    takeRows(*pass.plan, pass.queue, index, count, &progress, index == 0);
-                pass.plan->rowPass(blocks);
-            }
-        } catch (const std::bad_alloc&) {
-            pass.outOfMemory.store(true);
-        }
-    };
+    // No more threads than either pass has blocks: each costs its lines.
+    const std::int64_t most =
+        std::max<std::int64_t>(1, std::max<std::int64_t>(plan.rowBlocks(), plan.columnBlocks()));
+    const unsigned threads = unsigned(std::min<std::int64_t>(host.threadsToRun(), most));
+    ::VX::Host::OFX::ImageBuffer memory(&host);
+    double* const lines = workingLines(memory, plan, threads);
     for (bool columns : {false, true}) {
-        Pass pass{&plan, &host, columns,
-                  BlockQueue(columns ? plan.columnBlocks() : plan.rowBlocks())};
-        host.runThreads(+worker, &pass);
-        if (pass.outOfMemory.load())
-            throw std::bad_alloc();
+        detail::LinePass<Host, Plan> pass{
+            &plan,   &host,   lines,
+            threads, columns, BlockQueue(columns ? plan.columnBlocks() : plan.rowBlocks())};
+        host.runThreads(&detail::LinePass<Host, Plan>::worker, &pass, threads);
     }
 }
 
 // The same two passes on the calling thread alone, reporting to `progress`.
-template <class Plan>
-void runLinePassesHere(Plan& plan, Progress* progress) {
+template <class Host, class Plan>
+void runLinePassesHere(Host& host, Plan& plan, Progress* progress) {
+    ::VX::Host::OFX::ImageBuffer memory(&host);
+    double* const lines = workingLines(memory, plan, 1);
     BlockQueue rows(plan.rowBlocks());
     BlockTaker rowBlocks = takeRows(plan, rows, 0, 1, progress, true);
-    plan.rowPass(rowBlocks);
+    plan.rowPass(rowBlocks, lines);
     BlockQueue columns(plan.columnBlocks());
     BlockTaker columnBlocks = takeColumns(plan, columns, 0, 1, progress, true);
-    plan.columnPass(columnBlocks);
+    plan.columnPass(columnBlocks, lines);
 }
 
 } // namespace Image

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <memory>
 
 namespace VX {
 namespace Image {
@@ -29,12 +28,6 @@ void storeSample(double value, unsigned char* p) {
     std::memcpy(p, &v, sizeof v);
 }
 
-// Working lines of one block: its samples and the recursions' results.
-struct BlockLines {
-    explicit BlockLines(std::size_t values) : in(new double[values]), work(new double[values]) {}
-    std::unique_ptr<double[]> in, work;
-};
-
 } // namespace
 
 GaussianBlurPlan::GaussianBlurPlan(HostImage& destination, const HostImage& input, const Rect& rect,
@@ -55,11 +48,13 @@ GaussianBlurPlan::GaussianBlurPlan(HostImage& destination, const HostImage& inpu
     rowLanes_ = (rowsPerBlock_ * components_ + 7) / 8 * 8;
     rowBlocks_ = (rows_ + rowsPerBlock_ - 1) / rowsPerBlock_;
     columnBlocks_ = (columns_ + kLanes - 1) / kLanes;
+    // A block's samples and the recursions' results, for the longer lines.
+    lineValues_ = 2 * std::size_t(std::max(input.bounds.width() * rowLanes_, rows_ * kLanes));
     middle.allocate(std::size_t(rows_) * std::size_t(columns_) * sizeof(float));
     middle_ = static_cast<float*>(middle.data());
 }
 
-void GaussianBlurPlan::rowPass(BlockTaker& blocks) {
+void GaussianBlurPlan::rowPass(BlockTaker& blocks, double* lines) {
     if (middle_ == nullptr)
         return;
     std::int64_t block = blocks.next();
@@ -69,9 +64,8 @@ void GaussianBlurPlan::rowPass(BlockTaker& blocks) {
     const std::int64_t first = covered_.x1 - input_.bounds.x1;
     const std::int64_t count = covered_.width();
     const std::int64_t lanes = rowLanes_, c = components_;
-    BlockLines lines(std::size_t(length * lanes));
-    double* in = lines.in.get();
-    double* work = lines.work.get();
+    double* in = lines;
+    double* work = lines + length * lanes;
     const std::size_t sampleBytes = std::size_t(input_.depth / 8);
 
     for (; block >= 0; block = blocks.next()) {
@@ -110,7 +104,7 @@ void GaussianBlurPlan::rowPass(BlockTaker& blocks) {
     }
 }
 
-void GaussianBlurPlan::columnPass(BlockTaker& blocks) {
+void GaussianBlurPlan::columnPass(BlockTaker& blocks, double* lines) {
     if (middle_ == nullptr)
         return;
     std::int64_t block = blocks.next();
@@ -119,9 +113,8 @@ void GaussianBlurPlan::columnPass(BlockTaker& blocks) {
     const std::int64_t length = rows_;
     const std::int64_t first = covered_.y1 - input_.bounds.y1;
     const std::int64_t count = covered_.height();
-    BlockLines lines(std::size_t(length * kLanes));
-    double* in = lines.in.get();
-    double* work = lines.work.get();
+    double* in = lines;
+    double* work = lines + length * kLanes;
     const std::size_t sampleBytes = std::size_t(destination_.depth / 8);
 
     for (; block >= 0; block = blocks.next()) {

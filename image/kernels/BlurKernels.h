@@ -40,11 +40,14 @@ public:
     // The part of the rectangle that the input covers; the rest is left
     // to the caller (transparent black).
     const Rect& covered() const { return covered_; }
+    // The working lines one thread of either pass needs, in doubles (0 when
+    // there is nothing to do).
+    std::size_t lineValues() const { return lineValues_; }
     // The first pass's blocks (of rowBlocks()) that `blocks` deals to this
-    // thread. Throws std::bad_alloc when its working lines do not fit.
-    void rowPass(BlockTaker& blocks);
+    // thread, worked in `lines` (lineValues() of them, this thread's own).
+    void rowPass(BlockTaker& blocks, double* lines);
     // The second pass's blocks (of columnBlocks()) that `blocks` deals.
-    void columnPass(BlockTaker& blocks);
+    void columnPass(BlockTaker& blocks, double* lines);
 
 private:
     HostImage& destination_;
@@ -60,6 +63,7 @@ private:
     std::int64_t rowLanes_ = 0;
     std::int64_t rowBlocks_ = 0;
     std::int64_t columnBlocks_ = 0;
+    std::size_t lineValues_ = 0;
     float* middle_ = nullptr; // rows_ x columns_
 };
 

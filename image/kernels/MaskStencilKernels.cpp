@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <memory>
 
 namespace VX {
 namespace Image {
@@ -15,11 +14,6 @@ namespace Image {
 namespace {
 
 namespace R = SampleRules;
-
-struct BlockLines {
-    explicit BlockLines(std::size_t values) : in(new double[values]), work(new double[values]) {}
-    std::unique_ptr<double[]> in, work;
-};
 
 template <class T>
 struct Pixel {
@@ -282,6 +276,9 @@ MaskStencilPlan::MaskStencilPlan(HostImage& destination, const HostImage& source
     }
     rowBlocks_ = (lines_.height() + kBlock - 1) / kBlock;
     columnBlocks_ = (written_.width() + kBlock - 1) / kBlock;
+    // A block's samples and the recursions' results, for the longer lines.
+    lineValues_ =
+        2 * std::size_t(kLineLanes) * std::size_t(std::max(lines_.width(), lines_.height()));
 
     // The planes inside the destination's pixels where they fit, the rest
     // in memory of their own.
@@ -303,16 +300,15 @@ MaskStencilPlan::MaskStencilPlan(HostImage& destination, const HostImage& source
     }
 }
 
-void MaskStencilPlan::rowPass(BlockTaker& blocks) {
+void MaskStencilPlan::rowPass(BlockTaker& blocks, double* lines) {
     if (grey_.origin == nullptr)
         return;
     std::int64_t block = blocks.next();
     if (block < 0)
         return;
-    BlockLines lines(std::size_t(lines_.width() * kLineLanes));
-    MaskStencilBlock b{&source_,       &destination_,    lines_, written_,
-                       &settings_,     outsideGrey_,     grey_,  alpha_,
-                       lines.in.get(), lines.work.get(), 0};
+    const std::size_t values = std::size_t(lines_.width() * kLineLanes);
+    MaskStencilBlock b{&source_, &destination_, lines_, written_,       &settings_, outsideGrey_,
+                       grey_,    alpha_,        lines,  lines + values, 0};
     const BlockFunction run = rowsOf(settings_.family);
     for (; block >= 0; block = blocks.next()) {
         b.block = block;
@@ -320,16 +316,15 @@ void MaskStencilPlan::rowPass(BlockTaker& blocks) {
     }
 }
 
-void MaskStencilPlan::columnPass(BlockTaker& blocks) {
+void MaskStencilPlan::columnPass(BlockTaker& blocks, double* lines) {
     if (grey_.origin == nullptr)
         return;
     std::int64_t block = blocks.next();
     if (block < 0)
         return;
-    BlockLines lines(std::size_t(lines_.height() * kLineLanes));
-    MaskStencilBlock b{&source_,       &destination_,    lines_, written_,
-                       &settings_,     outsideGrey_,     grey_,  alpha_,
-                       lines.in.get(), lines.work.get(), 0};
+    const std::size_t values = std::size_t(lines_.height() * kLineLanes);
+    MaskStencilBlock b{&source_, &destination_, lines_, written_,       &settings_, outsideGrey_,
+                       grey_,    alpha_,        lines,  lines + values, 0};
     const BlockFunction run = columnsOf(settings_.family);
     for (; block >= 0; block = blocks.next()) {
         b.block = block;

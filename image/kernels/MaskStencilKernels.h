@@ -85,11 +85,14 @@ public:
 
     std::int64_t rowBlocks() const { return rowBlocks_; }
     std::int64_t columnBlocks() const { return columnBlocks_; }
+    // The working lines one thread of either pass needs, in doubles (0 when
+    // there is nothing to do).
+    std::size_t lineValues() const { return lineValues_; }
     // The first pass's blocks (of rowBlocks()) that `blocks` deals to this
-    // thread. Throws std::bad_alloc when its working lines do not fit.
-    void rowPass(BlockTaker& blocks);
+    // thread, worked in `lines` (lineValues() of them, this thread's own).
+    void rowPass(BlockTaker& blocks, double* lines);
     // The second pass's blocks (of columnBlocks()) that `blocks` deals.
-    void columnPass(BlockTaker& blocks);
+    void columnPass(BlockTaker& blocks, double* lines);
 
     // Rows and columns of one block.
     static constexpr std::int64_t kBlock = 16;
@@ -102,6 +105,7 @@ private:
     Rect written_; // the destination's rectangle
     std::int64_t rowBlocks_ = 0;
     std::int64_t columnBlocks_ = 0;
+    std::size_t lineValues_ = 0;
     double outsideGrey_ = 0.0;
     MaskStencilPlane grey_, alpha_; // lines_ rows x written_ columns
 };

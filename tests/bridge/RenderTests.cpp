@@ -143,6 +143,52 @@ std::vector<RenderCase> renderCases() {
 
 INSTANTIATE_TEST_SUITE_P(Graphs, RenderPixels, ::testing::ValuesIn(renderCases()));
 
+// --- memory ------------------------------------------------------------------------
+
+// The blur's working memory comes from the host's image memory at every
+// depth, float included, where its planes fit in the output's own pixels:
+// a host that pools image memory then serves frame after frame from its
+// pool, and one that has none to give gets an out-of-memory status.
+class QuirkMemory : public ::testing::TestWithParam<std::string> {
+protected:
+    static std::shared_ptr<ofxhost::ImageBuffer> source() {
+        auto image = std::make_shared<ofxhost::ImageBuffer>(OfxRectI{0, 0, 70, 45}, GetParam(),
+                                                            kOfxImageComponentRGBA, false,
+                                                            kOfxImageUnPreMultiplied);
+        image->fill([](int x, int y, int c) { return c == 3 ? 1.0f : float((x + y) % 9) / 8; });
+        return image;
+    }
+};
+
+TEST_P(QuirkMemory, OnFramesWorkInTheHostsImageMemory) {
+    QuirkRender r;
+    r.setSource(source(), false);
+    r.p.host.recordCallNames(true);
+    ASSERT_EQ(r.fx->render(1.0).status, kOfxStatOK);
+    const std::vector<std::string> calls = r.p.host.callNames();
+    const auto count = [&](const char* name) {
+        return std::count(calls.begin(), calls.end(), name);
+    };
+    EXPECT_GE(count("OfxImageEffectSuite.imageMemoryAlloc"), 1);
+    EXPECT_EQ(count("OfxImageEffectSuite.imageMemoryFree"),
+              count("OfxImageEffectSuite.imageMemoryAlloc"));
+    EXPECT_EQ(r.p.host.liveImageMemory(), 0u);
+}
+
+TEST_P(QuirkMemory, AHostWithoutImageMemoryGetsOutOfMemory) {
+    ofxhost::HostConfig config;
+    config.failCall("OfxImageEffectSuite.imageMemoryAlloc", kOfxStatErrMemory);
+    QuirkRender r(config);
+    r.setSource(source(), false);
+    EXPECT_EQ(r.fx->render(1.0).status, kOfxStatErrMemory);
+    EXPECT_EQ(r.fx->liveImages(), 0u);
+    EXPECT_EQ(r.p.host.liveImageMemory(), 0u);
+    EXPECT_EQ(r.p.host.liveAllocations(), 0u);
+}
+
+INSTANTIATE_TEST_SUITE_P(Depths, QuirkMemory,
+                         ::testing::Values(kOfxBitDepthByte, kOfxBitDepthShort, kOfxBitDepthFloat));
+
 // --- answers without pixels ---------------------------------------------------------
 
 TEST(QuirkAnswers, IdentityOnlyWhenUnmaskedAndOn) {
