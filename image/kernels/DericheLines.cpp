@@ -12,6 +12,7 @@ struct Lane {
     static constexpr std::size_t kWidth = 1;
     double v;
     static Lane load(const double* p) { return {*p}; }
+    static Lane load(const float* p) { return {double(*p)}; }
     static Lane splat(double d) { return {d}; }
     void store(double* p) const { *p = v; }
 };

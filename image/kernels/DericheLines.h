@@ -18,6 +18,11 @@ namespace Image {
 // `work` holds length * lanes values. On return, the outputs for the window
 // [first, last) are in work[n * lanes + j] for n in the window; the rest of
 // `work` is scratch. `lanes` is a multiple of kDericheLaneMultiple.
+//
+// Lines whose samples are all floats may come as floats (`floats` set,
+// `in` null), laid out the same way: half the memory of doubles, which
+// keeps a long block's lines in the processor's cache, and the same bits,
+// since every float is a double exactly.
 struct DericheBlock {
     const DericheCoefficients* coefficients;
     const double* in;
@@ -25,6 +30,7 @@ struct DericheBlock {
     std::size_t length;
     std::size_t lanes;
     std::size_t first, last;
+    const float* floats = nullptr;
 };
 
 constexpr std::size_t kDericheLaneMultiple = 8;

@@ -23,7 +23,8 @@ template <class V>
 struct Quad {
     static constexpr std::size_t kWidth = 4 * V::kWidth;
     V a, b, c, d;
-    static Quad load(const double* p) {
+    template <class Sample>
+    static Quad load(const Sample* p) {
         constexpr std::size_t w = V::kWidth;
         return {V::load(p), V::load(p + w), V::load(p + 2 * w), V::load(p + 3 * w)};
     }
@@ -53,12 +54,13 @@ inline Quad<V> operator/(const Quad<V>& x, const Quad<V>& y) {
     return {x.a / y.a, x.b / y.b, x.c / y.c, x.d / y.d};
 }
 
-// The lanes [lane0, lane0 + V::kWidth) of the block.
-template <class V>
-void lanes(const DericheBlock& b, std::size_t lane0) {
+// The lanes [lane0, lane0 + V::kWidth) of the block, whose samples are at
+// `samples` (doubles or floats).
+template <class V, class Sample>
+void lanes(const DericheBlock& b, const Sample* samples, std::size_t lane0) {
     const DericheCoefficients& c = *b.coefficients;
     const std::size_t stride = b.lanes, length = b.length;
-    const double* in = b.in + lane0;
+    const Sample* in = samples + lane0;
     double* work = b.work + lane0;
 
     // Edge values.
@@ -113,15 +115,23 @@ void lanes(const DericheBlock& b, std::size_t lane0) {
     }
 }
 
+template <class V, class Sample>
+void blockOf(const DericheBlock& b, const Sample* samples) {
+    std::size_t lane = 0;
+    for (; lane + Quad<V>::kWidth <= b.lanes; lane += Quad<V>::kWidth)
+        lanes<Quad<V>>(b, samples, lane);
+    for (; lane + V::kWidth <= b.lanes; lane += V::kWidth)
+        lanes<V>(b, samples, lane);
+}
+
 template <class V>
 void block(const DericheBlock& b) {
     if (b.length == 0 || b.first >= b.last || b.lanes == 0)
         return;
-    std::size_t lane = 0;
-    for (; lane + Quad<V>::kWidth <= b.lanes; lane += Quad<V>::kWidth)
-        lanes<Quad<V>>(b, lane);
-    for (; lane + V::kWidth <= b.lanes; lane += V::kWidth)
-        lanes<V>(b, lane);
+    if (b.floats != nullptr)
+        blockOf<V>(b, b.floats);
+    else
+        blockOf<V>(b, b.in);
 }
 
 } // namespace DericheImpl

@@ -16,6 +16,7 @@ struct Lanes {
     static constexpr std::size_t kWidth = 4;
     __m256d v;
     static Lanes load(const double* p) { return {_mm256_loadu_pd(p)}; }
+    static Lanes load(const float* p) { return {_mm256_cvtps_pd(_mm_loadu_ps(p))}; }
     static Lanes splat(double d) { return {_mm256_set1_pd(d)}; }
     void store(double* p) const { _mm256_storeu_pd(p, v); }
 };

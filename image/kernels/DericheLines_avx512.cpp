@@ -16,6 +16,8 @@ struct Lanes {
     static constexpr std::size_t kWidth = 8;
     __m512d v;
     static Lanes load(const double* p) { return {_mm512_loadu_pd(p)}; }
+    // (masked: the unmasked form trips a false uninitialised warning)
+    static Lanes load(const float* p) { return {_mm512_maskz_cvtps_pd(0xFF, _mm256_loadu_ps(p))}; }
     static Lanes splat(double d) { return {_mm512_set1_pd(d)}; }
     void store(double* p) const { _mm512_storeu_pd(p, v); }
 };

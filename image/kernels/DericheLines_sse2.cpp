@@ -16,6 +16,10 @@ struct Lanes {
     static constexpr std::size_t kWidth = 2;
     __m128d v;
     static Lanes load(const double* p) { return {_mm_loadu_pd(p)}; }
+    static Lanes load(const float* p) {
+        return {
+            _mm_cvtps_pd(_mm_castsi128_ps(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p))))};
+    }
     static Lanes splat(double d) { return {_mm_set1_pd(d)}; }
     void store(double* p) const { _mm_storeu_pd(p, v); }
 };

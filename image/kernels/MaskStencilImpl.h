@@ -119,6 +119,13 @@ void blurLoad(VF s, double* to) {
     std::memcpy(to, &lo, sizeof lo);
     std::memcpy(to + 8, &hi, sizeof hi);
 }
+// Float samples are the blur's as they stand (the division by 1 is exact),
+// kept as floats.
+template <class T>
+void blurLoad(VF s, float* to) {
+    static_assert(std::is_same_v<T, float>, "only float samples are blurred from floats");
+    std::memcpy(to, &s, sizeof s);
+}
 template <class T>
 VF blurStore(const double* from) {
     using VD8 = double __attribute__((vector_size(64)));
@@ -299,9 +306,9 @@ VF grey(const Pixels& u, const MaskStencilSettings& s) {
 // Pass 1, one column of a block: lane r is row r. `rows[r]` points at the
 // block's row r at column `x` onwards (a zero pixel with step 0 for rows
 // the source lacks); `insideRows` marks the rows the source has.
-template <class T, bool Unmultiply>
+template <class T, bool Unmultiply, class Sample>
 void greyColumn(const T* const (&rows)[kLanes], const int (&steps)[kLanes], std::int64_t x,
-                VI insideRows, VF outsideGrey, const MaskStencilSettings& s, double* in) {
+                VI insideRows, VF outsideGrey, const MaskStencilSettings& s, Sample* in) {
     T pixels[4 * kLanes];
     for (int r = 0; r < kLanes; ++r)
         std::memcpy(pixels + 4 * r, rows[r] + x * steps[r], 4 * sizeof(T));
@@ -312,8 +319,8 @@ void greyColumn(const T* const (&rows)[kLanes], const int (&steps)[kLanes], std:
     blurLoad<T>(a, in + kLanes);
 }
 
-template <class T>
-void constantColumn(VF grey, double* in) {
+template <class T, class Sample>
+void constantColumn(VF grey, Sample* in) {
     blurLoad<T>(grey, in);
     blurLoad<T>(splat(0.0f), in + kLanes);
 }
@@ -399,7 +406,13 @@ void rowBlock(const MaskStencilBlock& b) {
         }
     }
     const VF outsideGrey = splat(float(b.outsideGrey));
-    double* in = b.in;
+    // The lines' samples: floats for float images, doubles for the others.
+    using Sample = std::conditional_t<std::is_same_v<T, float>, float, double>;
+    Sample* in;
+    if constexpr (std::is_same_v<T, float>)
+        in = b.floats;
+    else
+        in = b.in;
     for (std::int64_t x = 0; x < from - lines.x1; ++x)
         constantColumn<T>(outsideGrey, in + x * 2 * kLanes);
     for (std::int64_t x = from; x < to; ++x)
@@ -409,8 +422,8 @@ void rowBlock(const MaskStencilBlock& b) {
         constantColumn<T>(outsideGrey, in + x * 2 * kLanes);
 
     const std::int64_t first = b.written.x1 - lines.x1, width = b.written.width();
-    dericheBlock(s.family, {s.rows, in, b.work, std::size_t(length), std::size_t(2 * kLanes),
-                            std::size_t(first), std::size_t(first + width)});
+    dericheBlock(s.family, {s.rows, b.in, b.work, std::size_t(length), std::size_t(2 * kLanes),
+                            std::size_t(first), std::size_t(first + width), b.floats});
     storeRowsToPlanes(b, r0, rows);
 }
 
@@ -423,8 +436,9 @@ void columnBlock(const MaskStencilBlock& b) {
     const std::int64_t used = std::min<std::int64_t>(kLanes, b.written.width() - c0);
     loadColumnsFromPlanes(b, b.block, used);
     const std::int64_t first = b.written.y1 - b.lines.y1;
-    dericheBlock(s.family, {s.columns, b.in, b.work, std::size_t(length), std::size_t(2 * kLanes),
-                            std::size_t(first), std::size_t(first + b.written.height())});
+    dericheBlock(s.family,
+                 {s.columns, nullptr, b.work, std::size_t(length), std::size_t(2 * kLanes),
+                  std::size_t(first), std::size_t(first + b.written.height()), b.floats});
     const std::int32_t x1 = b.written.x1 + std::int32_t(c0);
     const std::int32_t x2 = x1 + std::int32_t(used);
     // The block walks down its columns: a new row of the source and of the

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <type_traits>
 
 namespace VX {
 namespace Image {
@@ -79,33 +80,42 @@ void rowBlock(const MaskStencilBlock& b) {
     const std::int64_t rows = std::min(MaskStencilPlan::kBlock, lines.height() - r0);
     const std::int64_t block = MaskStencilPlan::kBlock;
 
+    // The lines' samples: floats for float images (each is its float
+    // exactly), doubles for the others.
+    using Sample = std::conditional_t<std::is_same_v<T, float>, float, double>;
+    Sample* in;
+    if constexpr (std::is_same_v<T, float>)
+        in = b.floats;
+    else
+        in = b.in;
+    const Sample outside = Sample(b.outsideGrey);
     for (std::int64_t r = 0; r < block; ++r) {
-        double* g = b.in + r;
-        double* a = b.in + block + r;
+        Sample* g = in + r;
+        Sample* a = in + block + r;
         if (r >= rows) {
             // Rows below the last: lanes that nobody reads.
             for (std::int64_t x = 0; x < length; ++x)
-                g[x * kLineLanes] = a[x * kLineLanes] = 0.0;
+                g[x * kLineLanes] = a[x * kLineLanes] = 0;
             continue;
         }
         const std::int32_t y = lines.y1 + std::int32_t(r0 + r);
         std::int32_t from, to;
         inside(*b.source, y, lines.x1, lines.x2, from, to);
         for (std::int64_t x = 0; x < from - lines.x1; ++x)
-            g[x * kLineLanes] = b.outsideGrey, a[x * kLineLanes] = 0.0;
+            g[x * kLineLanes] = outside, a[x * kLineLanes] = 0;
         for (std::int32_t x = from; x < to; ++x) {
             const Pixel<T> u = background<T, Unmultiply>(read<T>(*b.source, x, y));
             const std::int64_t at = std::int64_t(x - lines.x1) * kLineLanes;
-            g[at] = R::blurLoad(grey(u, s));
-            a[at] = R::blurLoad(u.c[3]);
+            g[at] = Sample(R::blurLoad(grey(u, s)));
+            a[at] = Sample(R::blurLoad(u.c[3]));
         }
         for (std::int64_t x = to - lines.x1; x < length; ++x)
-            g[x * kLineLanes] = b.outsideGrey, a[x * kLineLanes] = 0.0;
+            g[x * kLineLanes] = outside, a[x * kLineLanes] = 0;
     }
 
     const std::int64_t first = b.written.x1 - lines.x1, width = b.written.width();
     dericheBlock(s.family, {s.rows, b.in, b.work, std::size_t(length), std::size_t(kLineLanes),
-                            std::size_t(first), std::size_t(first + width)});
+                            std::size_t(first), std::size_t(first + width), b.floats});
     storeRowsToPlanes(b, r0, rows);
 }
 
@@ -118,8 +128,9 @@ void columnBlock(const MaskStencilBlock& b) {
     const std::int64_t used = std::min(block, b.written.width() - c0);
     loadColumnsFromPlanes(b, b.block, used);
     const std::int64_t first = b.written.y1 - b.lines.y1;
-    dericheBlock(s.family, {s.columns, b.in, b.work, std::size_t(length), std::size_t(kLineLanes),
-                            std::size_t(first), std::size_t(first + b.written.height())});
+    dericheBlock(s.family,
+                 {s.columns, nullptr, b.work, std::size_t(length), std::size_t(kLineLanes),
+                  std::size_t(first), std::size_t(first + b.written.height()), b.floats});
 
     const std::int32_t x1 = b.written.x1 + std::int32_t(c0);
     const std::int32_t x2 = x1 + std::int32_t(used);
@@ -276,9 +287,12 @@ MaskStencilPlan::MaskStencilPlan(HostImage& destination, const HostImage& source
     }
     rowBlocks_ = (lines_.height() + kBlock - 1) / kBlock;
     columnBlocks_ = (written_.width() + kBlock - 1) / kBlock;
-    // A block's samples and the recursions' results, for the longer lines.
-    lineValues_ =
-        2 * std::size_t(kLineLanes) * std::size_t(std::max(lines_.width(), lines_.height()));
+    // A block's recursions' results and samples, in doubles: the samples
+    // are floats down the columns, and along the rows of float images.
+    const std::size_t width = std::size_t(lines_.width()), height = std::size_t(lines_.height());
+    const std::size_t rowValues = destination.depth == 32 ? width + (width + 1) / 2 : 2 * width;
+    const std::size_t columnValues = height + (height + 1) / 2;
+    lineValues_ = std::size_t(kLineLanes) * std::max(rowValues, columnValues);
 
     // The planes inside the destination's pixels where they fit, the rest
     // in memory of their own.
@@ -306,9 +320,22 @@ void MaskStencilPlan::rowPass(BlockTaker& blocks, double* lines) {
     std::int64_t block = blocks.next();
     if (block < 0)
         return;
+    // The recursions' results first, then the samples: floats for float
+    // images, doubles for the others.
     const std::size_t values = std::size_t(lines_.width() * kLineLanes);
-    MaskStencilBlock b{&source_, &destination_, lines_, written_,       &settings_, outsideGrey_,
-                       grey_,    alpha_,        lines,  lines + values, 0};
+    const bool floats = destination_.depth == 32;
+    MaskStencilBlock b{&source_,
+                       &destination_,
+                       lines_,
+                       written_,
+                       &settings_,
+                       outsideGrey_,
+                       grey_,
+                       alpha_,
+                       floats ? nullptr : lines + values,
+                       floats ? reinterpret_cast<float*>(lines + values) : nullptr,
+                       lines,
+                       0};
     const BlockFunction run = rowsOf(settings_.family);
     for (; block >= 0; block = blocks.next()) {
         b.block = block;
@@ -323,8 +350,13 @@ void MaskStencilPlan::columnPass(BlockTaker& blocks, double* lines) {
     if (block < 0)
         return;
     const std::size_t values = std::size_t(lines_.height() * kLineLanes);
-    MaskStencilBlock b{&source_, &destination_, lines_, written_,       &settings_, outsideGrey_,
-                       grey_,    alpha_,        lines,  lines + values, 0};
+    // The planes' samples are floats, and their lines take half the room.
+    MaskStencilBlock b{&source_,   &destination_,
+                       lines_,     written_,
+                       &settings_, outsideGrey_,
+                       grey_,      alpha_,
+                       nullptr,    reinterpret_cast<float*>(lines + values),
+                       lines,      0};
     const BlockFunction run = columnsOf(settings_.family);
     for (; block >= 0; block = blocks.next()) {
         b.block = block;

@@ -119,7 +119,8 @@ struct MaskStencilBlock {
     // The blurred grey's sample where the source has no pixels.
     double outsideGrey;
     MaskStencilPlane grey, alpha;
-    double* in; // the block's lines (DericheBlock)
+    double* in; // the block's lines (DericheBlock): doubles, or floats
+    float* floats;
     double* work;
     std::int64_t block;
 };

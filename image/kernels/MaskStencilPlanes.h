@@ -51,25 +51,21 @@ inline void storeRowsToPlanes(const MaskStencilBlock& b, std::int64_t r0, std::i
 }
 
 // Moves the planes' column block `block` of `used` columns into the second
-// pass's lines (unused lanes 0).
+// pass's lines, as floats (unused lanes 0).
 inline void loadColumnsFromPlanes(const MaskStencilBlock& b, std::int64_t block,
                                   std::int64_t used) {
     const std::int64_t lanes = MaskStencilPlan::kBlock;
     const std::int64_t length = b.lines.height();
-    float grey[MaskStencilPlan::kBlock] = {}, alpha[MaskStencilPlan::kBlock] = {};
     for (std::int64_t y = 0; y < length; ++y) {
+        float* to = b.floats + y * kLineLanes;
         if (used == lanes) { // a size known here copies inline
-            std::memcpy(grey, planeRow(b.grey, y, block, used), sizeof grey);
-            std::memcpy(alpha, planeRow(b.alpha, y, block, used), sizeof alpha);
+            std::memcpy(to, planeRow(b.grey, y, block, used), lanes * sizeof(float));
+            std::memcpy(to + lanes, planeRow(b.alpha, y, block, used), lanes * sizeof(float));
         } else {
-            std::memcpy(grey, planeRow(b.grey, y, block, used), std::size_t(used) * sizeof(float));
-            std::memcpy(alpha, planeRow(b.alpha, y, block, used),
+            std::fill(to, to + kLineLanes, 0.0f);
+            std::memcpy(to, planeRow(b.grey, y, block, used), std::size_t(used) * sizeof(float));
+            std::memcpy(to + lanes, planeRow(b.alpha, y, block, used),
                         std::size_t(used) * sizeof(float));
-        }
-        double* to = b.in + y * kLineLanes;
-        for (std::int64_t j = 0; j < lanes; ++j) {
-            to[j] = double(grey[j]);
-            to[lanes + j] = double(alpha[j]);
         }
     }
 }

@@ -26,12 +26,15 @@ const BlockCase kBlocks[] = {
     {30, 40, 0, 30}, {106, 32, 0, 106}, {257, 16, 100, 257}, {257, 56, 0, 40},
 };
 
-using Params = std::tuple<KernelFamily, unsigned, double, BlockCase>;
+// The samples as doubles, or as floats (the same values, read as floats).
+enum class Samples { Doubles, Floats };
+
+using Params = std::tuple<KernelFamily, unsigned, double, BlockCase, Samples>;
 
 class DericheBlockFamilies : public ::testing::TestWithParam<Params> {};
 
 TEST_P(DericheBlockFamilies, EveryLaneEqualsTheOneLineReference) {
-    const auto [family, order, sigma, shape] = GetParam();
+    const auto [family, order, sigma, shape, samples] = GetParam();
     if ((processorFamilies() & dericheFamilies() & familyBit(family)) == 0)
         GTEST_SKIP() << kernelFamilyName(family) << " does not run here";
     const DericheCoefficients c = dericheCoefficients(sigma, order);
@@ -39,14 +42,20 @@ TEST_P(DericheBlockFamilies, EveryLaneEqualsTheOneLineReference) {
     std::uniform_real_distribution<double> value(-0.25, 1.25);
 
     std::vector<double> in(shape.length * shape.lanes), work(in.size());
-    for (double& v : in)
-        v = value(random);
+    std::vector<float> floats(in.size());
+    for (std::size_t i = 0; i < in.size(); ++i)
+        in[i] = floats[i] = float(value(random));
     // One lane constant, so that the edge values' steady start shows too.
     for (std::size_t n = 0; n < shape.length; ++n)
-        in[n * shape.lanes] = 0.375;
-
+        in[n * shape.lanes] = floats[n * shape.lanes] = 0.375f;
+    // The block kernel reads only the samples it is given; the doubles
+    // stay for the reference.
     DericheBlock block{&c,          in.data(),   work.data(), shape.length,
                        shape.lanes, shape.first, shape.last};
+    if (samples == Samples::Floats) {
+        block.in = nullptr;
+        block.floats = floats.data();
+    }
     dericheBlock(family, block);
 
     std::vector<double> line(shape.length), lineWork(shape.length), expected(shape.length);
@@ -66,14 +75,16 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Combine(::testing::Values(KernelFamily::Portable, KernelFamily::SSE2,
                                          KernelFamily::AVX2, KernelFamily::AVX512),
                        ::testing::Values(0u, 1u, 2u), ::testing::Values(0.5, 3.0, 30.0),
-                       ::testing::ValuesIn(kBlocks)),
+                       ::testing::ValuesIn(kBlocks),
+                       ::testing::Values(Samples::Doubles, Samples::Floats)),
     [](const ::testing::TestParamInfo<Params>& nameOf) {
         const BlockCase& b = std::get<3>(nameOf.param);
         return std::string(kernelFamilyName(std::get<0>(nameOf.param))) + "_Order" +
                std::to_string(std::get<1>(nameOf.param)) + "_Size" +
                std::to_string(int(std::get<2>(nameOf.param) * 10)) + "_L" +
                std::to_string(b.length) + "x" + std::to_string(b.lanes) + "_" +
-               std::to_string(b.first) + "to" + std::to_string(b.last);
+               std::to_string(b.first) + "to" + std::to_string(b.last) +
+               (std::get<4>(nameOf.param) == Samples::Floats ? "_Floats" : "");
     });
 
 } // namespace
