@@ -113,23 +113,26 @@ void GaussianBlurPlan::columnPass(BlockTaker& blocks, double* lines) {
     const std::int64_t length = rows_;
     const std::int64_t first = covered_.y1 - input_.bounds.y1;
     const std::int64_t count = covered_.height();
-    double* in = lines;
-    double* work = lines + length * kLanes;
+    // The intermediate's samples are floats, and go to the kernel as such.
+    double* work = lines;
+    float* in = reinterpret_cast<float*>(lines + length * kLanes);
     const std::size_t sampleBytes = std::size_t(destination_.depth / 8);
 
     for (; block >= 0; block = blocks.next()) {
         const std::int64_t k0 = block * kLanes;
         const std::int64_t used = std::min(kLanes, columns_ - k0);
         for (std::int64_t y = 0; y < length; ++y) {
+            float* to = in + y * kLanes;
             const float* from = middle_ + y * columns_ + k0;
-            double* to = in + y * kLanes;
-            for (std::int64_t j = 0; j < used; ++j)
-                to[j] = double(from[j]);
-            for (std::int64_t j = used; j < kLanes; ++j)
-                to[j] = 0.0;
+            if (used == kLanes) { // a size known here copies inline
+                std::memcpy(to, from, kLanes * sizeof(float));
+            } else {
+                std::memcpy(to, from, std::size_t(used) * sizeof(float));
+                std::fill(to + used, to + kLanes, 0.0f);
+            }
         }
-        dericheBlock(family_, {&second_, in, work, std::size_t(length), std::size_t(kLanes),
-                               std::size_t(first), std::size_t(first + count)});
+        dericheBlock(family_, {&second_, nullptr, work, std::size_t(length), std::size_t(kLanes),
+                               std::size_t(first), std::size_t(first + count), in});
         // The block's lanes are consecutive samples of each destination row.
         for (std::int64_t y = 0; y < count; ++y) {
             unsigned char* to = destination_.pixel(covered_.x1, covered_.y1 + std::int32_t(y)) +
