@@ -406,13 +406,7 @@ void rowBlock(const MaskStencilBlock& b) {
         }
     }
     const VF outsideGrey = splat(float(b.outsideGrey));
-    // The lines' samples: floats for float images, doubles for the others.
-    using Sample = std::conditional_t<std::is_same_v<T, float>, float, double>;
-    Sample* in;
-    if constexpr (std::is_same_v<T, float>)
-        in = b.floats;
-    else
-        in = b.in;
+    RowSample<T>* in = rowSamples<T>(b);
     for (std::int64_t x = 0; x < from - lines.x1; ++x)
         constantColumn<T>(outsideGrey, in + x * 2 * kLanes);
     for (std::int64_t x = from; x < to; ++x)

@@ -80,14 +80,8 @@ void rowBlock(const MaskStencilBlock& b) {
     const std::int64_t rows = std::min(MaskStencilPlan::kBlock, lines.height() - r0);
     const std::int64_t block = MaskStencilPlan::kBlock;
 
-    // The lines' samples: floats for float images (each is its float
-    // exactly), doubles for the others.
-    using Sample = std::conditional_t<std::is_same_v<T, float>, float, double>;
-    Sample* in;
-    if constexpr (std::is_same_v<T, float>)
-        in = b.floats;
-    else
-        in = b.in;
+    using Sample = RowSample<T>;
+    Sample* in = rowSamples<T>(b);
     const Sample outside = Sample(b.outsideGrey);
     for (std::int64_t r = 0; r < block; ++r) {
         Sample* g = in + r;

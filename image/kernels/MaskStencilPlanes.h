@@ -1,9 +1,9 @@
 #pragma once
 
-// Moving the first pass's results into the planes and the planes into the
-// second pass's lines: the same moves for every family, compiled into each
-// family's own file (hence internal linkage), so that each gets the
-// instructions of its own set.
+// Where the first pass keeps its samples, and moving its results into the
+// planes and the planes into the second pass's lines: the same for every
+// family, compiled into each family's own file (hence internal linkage), so
+// that each gets the instructions of its own set.
 
 #include "image/kernels/DericheLines.h"
 #include "image/kernels/MaskStencilKernels.h"
@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 
 namespace VX {
 namespace Image {
@@ -18,6 +19,18 @@ namespace {
 
 // The lanes of one line of a block: its grey lanes, then its alpha lanes.
 constexpr std::int64_t kLineLanes = 2 * MaskStencilPlan::kBlock;
+
+// The first pass's samples for images of sample type T: floats for float
+// images (each is its float exactly), doubles for the others.
+template <class T>
+using RowSample = std::conditional_t<std::is_same_v<T, float>, float, double>;
+template <class T>
+RowSample<T>* rowSamples(const MaskStencilBlock& b) {
+    if constexpr (std::is_same_v<T, float>)
+        return b.floats;
+    else
+        return b.in;
+}
 
 // Moves the first pass's results of rows [r0, r0 + rows) of the block into
 // the planes.
