@@ -43,11 +43,13 @@ TEST_P(DericheBlockFamilies, EveryLaneEqualsTheOneLineReference) {
 
     std::vector<double> in(shape.length * shape.lanes), work(in.size());
     std::vector<float> floats(in.size());
-    for (std::size_t i = 0; i < in.size(); ++i)
-        in[i] = floats[i] = float(value(random));
+    for (std::size_t i = 0; i < in.size(); ++i) {
+        floats[i] = float(value(random));
+        in[i] = double(floats[i]);
+    }
     // One lane constant, so that the edge values' steady start shows too.
     for (std::size_t n = 0; n < shape.length; ++n)
-        in[n * shape.lanes] = floats[n * shape.lanes] = 0.375f;
+        in[n * shape.lanes] = double(floats[n * shape.lanes] = 0.375f);
     // The block kernel reads only the samples it is given; the doubles
     // stay for the reference.
     DericheBlock block{&c,          in.data(),   work.data(), shape.length,
