@@ -48,8 +48,11 @@ GaussianBlurPlan::GaussianBlurPlan(HostImage& destination, const HostImage& inpu
     rowLanes_ = (rowsPerBlock_ * components_ + 7) / 8 * 8;
     rowBlocks_ = (rows_ + rowsPerBlock_ - 1) / rowsPerBlock_;
     columnBlocks_ = (columns_ + kLanes - 1) / kLanes;
-    // A block's samples and the recursions' results, for the longer lines.
-    lineValues_ = 2 * std::size_t(std::max(input.bounds.width() * rowLanes_, rows_ * kLanes));
+    // A block's recursions' results and samples, in doubles: along the rows
+    // the samples are doubles, down the columns the intermediate's floats.
+    const std::size_t rowValues = 2 * std::size_t(input.bounds.width() * rowLanes_);
+    const std::size_t columnValues = std::size_t(rows_ * kLanes);
+    lineValues_ = std::max(rowValues, columnValues + (columnValues + 1) / 2);
     middle.allocate(std::size_t(rows_) * std::size_t(columns_) * sizeof(float));
     middle_ = static_cast<float*>(middle.data());
 }

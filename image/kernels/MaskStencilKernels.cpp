@@ -284,7 +284,7 @@ MaskStencilPlan::MaskStencilPlan(HostImage& destination, const HostImage& source
     // A block's recursions' results and samples, in doubles: the samples
     // are floats down the columns, and along the rows of float images.
     const std::size_t width = std::size_t(lines_.width()), height = std::size_t(lines_.height());
-    const std::size_t rowValues = destination.depth == 32 ? width + (width + 1) / 2 : 2 * width;
+    const std::size_t rowValues = floatRows() ? width + (width + 1) / 2 : 2 * width;
     const std::size_t columnValues = height + (height + 1) / 2;
     lineValues_ = std::size_t(kLineLanes) * std::max(rowValues, columnValues);
 
@@ -317,7 +317,7 @@ void MaskStencilPlan::rowPass(BlockTaker& blocks, double* lines) {
     // The recursions' results first, then the samples: floats for float
     // images, doubles for the others.
     const std::size_t values = std::size_t(lines_.width() * kLineLanes);
-    const bool floats = destination_.depth == 32;
+    const bool floats = floatRows();
     MaskStencilBlock b{&source_,
                        &destination_,
                        lines_,

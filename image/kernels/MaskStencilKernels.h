@@ -98,6 +98,10 @@ public:
     static constexpr std::int64_t kBlock = 16;
 
 private:
+    // Whether the first pass's samples are floats (float images) rather
+    // than doubles.
+    bool floatRows() const { return destination_.depth == 32; }
+
     HostImage& destination_;
     const HostImage& source_;
     Rect lines_;
@@ -119,7 +123,8 @@ struct MaskStencilBlock {
     // The blurred grey's sample where the source has no pixels.
     double outsideGrey;
     MaskStencilPlane grey, alpha;
-    double* in; // the block's lines (DericheBlock): doubles, or floats
+    // The block's samples (DericheBlock): one of the two is set.
+    double* in;
     float* floats;
     double* work;
     std::int64_t block;
