@@ -2,11 +2,11 @@
 
 #include "image/Exceptions.h"
 #include "image/FilterBase.h"
+#include "image/FilterSet.h"
 #include "image/GraphRewrite.h"
 
 #include <algorithm>
 #include <cstddef>
-#include <unordered_set>
 #include <vector>
 
 namespace VX {
@@ -16,8 +16,8 @@ namespace detail {
 
 template <class Host>
 struct GraphWalk {
-    std::unordered_set<const FilterBase<Host>*> done;
-    std::unordered_set<const FilterBase<Host>*> onPath;
+    FilterSet<FilterBase<Host>> done;
+    FilterSet<FilterBase<Host>> onPath;
     std::vector<FilterBase<Host>*> order; // inputs before their users
 
     void visit(FilterBase<Host>* filter) {
@@ -27,7 +27,7 @@ struct GraphWalk {
             return;
         // A cycle would make region propagation, cost and render recurse
         // for ever.
-        if (!onPath.insert(filter).second)
+        if (!onPath.insert(filter))
             throw Exception("The filter graph has a cycle");
         for (FilterBase<Host>* input : filter->inputs)
             visit(input);
@@ -53,7 +53,7 @@ std::vector<FilterBase<Host>*> reachableFilters(FilterBase<Host>& root) {
 // filter read by one reachable filter is not taken for a shared one.
 template <class Host>
 void pruneOutputs(const std::vector<FilterBase<Host>*>& reachable) {
-    const std::unordered_set<const FilterBase<Host>*> keep(reachable.begin(), reachable.end());
+    const FilterSet<FilterBase<Host>> keep(reachable.begin(), reachable.end());
     for (FilterBase<Host>* filter : reachable) {
         auto& outputs = filter->outputs;
         outputs.erase(

@@ -27,6 +27,7 @@
 
 #include "image/ClearFilter.h"
 #include "image/FilterBase.h"
+#include "image/FilterSet.h"
 #include "image/FilterLayer.h"
 #include "image/filters/AlphaFilters.h"
 #include "image/filters/BalanceFilter.h"
@@ -37,9 +38,8 @@
 #include "image/filters/MaskStencilFilter.h"
 #include "image/filters/PointChainFilter.h"
 
-#include <deque>
+#include <algorithm>
 #include <memory>
-#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -95,7 +95,7 @@ public:
             if (!replaceTransparentStencil(*f))
                 replaceMaskStencil(*f);
         pruneUnreachable();
-        std::unordered_set<const FilterBase<Host>*> chained;
+        FilterSet<FilterBase<Host>> chained;
         for (FilterBase<Host>* f : usersFirst())
             if (chained.count(f) == 0)
                 replacePointChain(*f, chained);
@@ -115,13 +115,13 @@ private:
     // The graph's filters, each after every filter that reads it.
     std::vector<FilterBase<Host>*> usersFirst() const {
         std::vector<FilterBase<Host>*> order;
-        std::unordered_set<const FilterBase<Host>*> seen;
+        FilterSet<FilterBase<Host>> seen;
         visit(root_, seen, order);
         return {order.rbegin(), order.rend()};
     }
-    static void visit(FilterBase<Host>* f, std::unordered_set<const FilterBase<Host>*>& seen,
+    static void visit(FilterBase<Host>* f, FilterSet<FilterBase<Host>>& seen,
                       std::vector<FilterBase<Host>*>& order) {
-        if (!seen.insert(f).second)
+        if (!seen.insert(f))
             return;
         for (FilterBase<Host>* input : f->inputs)
             visit(input, seen, order);
@@ -130,7 +130,7 @@ private:
 
     void pruneUnreachable() {
         const std::vector<FilterBase<Host>*> order = usersFirst();
-        const std::unordered_set<const FilterBase<Host>*> keep(order.begin(), order.end());
+        const FilterSet<FilterBase<Host>> keep(order.begin(), order.end());
         for (FilterBase<Host>* f : order) {
             auto& outputs = f->outputs;
             outputs.erase(
@@ -221,24 +221,24 @@ private:
     }
 
     // Rule 3, for the chain that `top` ends.
-    void replacePointChain(FilterBase<Host>& top,
-                           std::unordered_set<const FilterBase<Host>*>& chained) {
+    void replacePointChain(FilterBase<Host>& top, FilterSet<FilterBase<Host>>& chained) {
         auto* last = dynamic_cast<PointFilter<Host>*>(&top);
         if (last == nullptr || last->inputs.size() != 1)
             return;
-        std::deque<PointFilter<Host>*> chain{last};
+        // Gathered from the top down, run from the bottom up.
+        std::vector<PointFilter<Host>*> chain{last};
         chained.insert(last);
         for (;;) {
-            auto* before = dynamic_cast<PointFilter<Host>*>(chain.front()->inputs.front());
+            auto* before = dynamic_cast<PointFilter<Host>*>(chain.back()->inputs.front());
             if (before == nullptr || !soleReader(*before))
                 break;
-            chain.push_front(before);
+            chain.push_back(before);
             chained.insert(before);
         }
         if (chain.size() < 2)
             return;
-        replace(top, *make<PointChainFilter<Host>>(
-                         std::vector<PointFilter<Host>*>(chain.begin(), chain.end())));
+        std::reverse(chain.begin(), chain.end());
+        replace(top, *make<PointChainFilter<Host>>(std::move(chain)));
     }
 
     FilterBase<Host>* root_ = nullptr;

@@ -2,6 +2,7 @@
 
 #include "image/ClearFilter.h"
 #include "image/Evaluate.h"
+#include "image/FilterSet.h"
 #include "image/Exceptions.h"
 #include "image/FilterLayer.h"
 
@@ -629,3 +630,34 @@ TEST(Evaluate, CancelFromTheHostInterrupts) {
 }
 
 } // namespace
+
+// --- the set of filters a graph walk keeps --------------------------------------------
+
+// Past the filters it holds in place the set keeps the rest on the heap:
+// membership and erasure must work alike in both parts, and across them
+// when an erased filter's place is taken by the last one.
+TEST(FilterSet, MembershipAndErasureBeyondItsInlinePart) {
+    std::vector<ByteFilter> filters(60);
+    VX::Image::FilterSet<Base> set;
+    for (ByteFilter& f : filters)
+        EXPECT_TRUE(set.insert(&f));
+    EXPECT_FALSE(set.insert(&filters[3]));
+    EXPECT_FALSE(set.insert(&filters[50]));
+    EXPECT_EQ(set.size(), filters.size());
+    // Erase every third: some in place, some on the heap.
+    for (std::size_t i = 0; i < filters.size(); i += 3)
+        set.erase(&filters[i]);
+    set.erase(&filters[0]); // not there any more: nothing happens
+    for (std::size_t i = 0; i < filters.size(); ++i)
+        EXPECT_EQ(set.count(&filters[i]), i % 3 == 0 ? 0u : 1u) << i;
+    EXPECT_EQ(set.size(), 40u);
+    // What was erased can come back.
+    EXPECT_TRUE(set.insert(&filters[0]));
+    EXPECT_EQ(set.count(&filters[0]), 1u);
+
+    const std::vector<Base*> some = {&filters[1], &filters[2], &filters[1]};
+    const VX::Image::FilterSet<Base> made(some.begin(), some.end());
+    EXPECT_EQ(made.size(), 2u);
+    EXPECT_EQ(made.count(&filters[2]), 1u);
+    EXPECT_EQ(made.count(&filters[3]), 0u);
+}
