@@ -136,8 +136,10 @@ public:
     void actionRenderScale(double& sx, double& sy) const;
 
     // The parameter set of the action being served (render, region and
-    // identity actions), or null outside them.
-    Parameters* actionParameters() const { return actionParameters_; }
+    // identity actions), or null outside them. Made and defined at the first
+    // call within the action, so that an action that reads no value pays
+    // nothing for it.
+    Parameters* actionParameters();
 
     // --- identity and capabilities the effect answers -------------------------
     virtual const char* vendorPrefix() const;
@@ -258,7 +260,10 @@ private:
     const ParamIdEntry* paramIdTable_ = nullptr;
     OfxPropertySetHandle pageProperties_ = nullptr;
     int pageChildCount_ = 0;
-    Parameters* actionParameters_ = nullptr;
+    // Opens the action's parameters for its length (RenderActions.cpp).
+    class ActionParameters;
+    bool parametersOpen_ = false;
+    std::unique_ptr<Parameters> actionParameters_;
     ProgressLevel progressLevels_[kProgressLevels];
     const char* progressLabel_ = nullptr;
     unsigned threadCount_ = 0;

@@ -8,13 +8,15 @@ namespace VX {
 namespace Host {
 namespace OFX {
 
-Parameters::Parameters(Host& host) : host_(host) {
+Parameters::Parameters(Host& host) : host_(host) {}
+
+bool Parameters::hostHasPages() const {
     int rowsAndColumns = 0;
-    if (host.propertySuite() != nullptr && host.host() != nullptr &&
-        host.propertySuite()->propGetInt(host.host()->host, kOfxParamHostPropPageRowColumnCount, 0,
-                                         &rowsAndColumns) != kOfxStatOK)
-        rowsAndColumns = 0;
-    hostHasPages_ = rowsAndColumns > 0;
+    if (host_.propertySuite() == nullptr || host_.host() == nullptr ||
+        host_.propertySuite()->propGetInt(host_.host()->host, kOfxParamHostPropPageRowColumnCount,
+                                          0, &rowsAndColumns) != kOfxStatOK)
+        return false;
+    return rowsAndColumns > 0;
 }
 
 std::string Parameters::parameterName(int index) const {
@@ -29,18 +31,24 @@ int Parameters::findParameter(const std::string& name) const {
 }
 
 OfxParamHandle Parameters::handle(int index, OfxPropertySetHandle* props) const {
-    OfxParamSetHandle paramSet = nullptr;
-    const OfxStatus status = host_.imageEffectSuite()->getParamSet(host_.effectHandle(), &paramSet);
-    if (status != kOfxStatOK)
-        throw Error{status};
-    // A host that answers OK without a parameter set has none to give: the
-    // action fails as if the call had.
-    if (paramSet == nullptr)
-        throw Error{kOfxStatFailed};
+    // The instance's parameter set is the same for the whole action: asked
+    // for once.
+    if (paramSet_ == nullptr) {
+        OfxParamSetHandle paramSet = nullptr;
+        const OfxStatus status =
+            host_.imageEffectSuite()->getParamSet(host_.effectHandle(), &paramSet);
+        if (status != kOfxStatOK)
+            throw Error{status};
+        // A host that answers OK without a parameter set has none to give:
+        // the action fails as if the call had.
+        if (paramSet == nullptr)
+            throw Error{kOfxStatFailed};
+        paramSet_ = paramSet;
+    }
     // A parameter the host does not know leaves the handle null; the value
     // call then fails and the getter answers zero.
     OfxParamHandle param = nullptr;
-    host_.parameterSuite()->paramGetHandle(paramSet, parameterName(index).c_str(), &param, props);
+    host_.parameterSuite()->paramGetHandle(paramSet_, parameterName(index).c_str(), &param, props);
     return param;
 }
 

@@ -72,8 +72,8 @@ public:
     int findParameter(const std::string& name) const;
 
     // Whether the host lays parameters out in pages (and so has no use for
-    // groups).
-    bool hostHasPages() const { return hostHasPages_; }
+    // groups); asked of the host at each call.
+    bool hostHasPages() const;
 
 private:
     // The host's handle for the parameter at `index`; throws Error when the
@@ -81,7 +81,8 @@ private:
     OfxParamHandle handle(int index, OfxPropertySetHandle* props = nullptr) const;
 
     Host& host_;
-    bool hostHasPages_ = false;
+    // Once fetched, the parameter set of the action's instance.
+    mutable OfxParamSetHandle paramSet_ = nullptr;
 };
 
 } // namespace OFX

@@ -65,24 +65,37 @@ bool connected(const Host& h, OfxPropertySetHandle clipProps) {
     return value != 0;
 }
 
+} // namespace
+
 // The effect's parameters for the length of one action, read through the
 // host at the action's time.
-class ActionParameters {
+class Host::ActionParameters {
 public:
-    explicit ActionParameters(Host& h, Parameters*& slot) : slot_(slot) {
-        set_ = h.createParameters();
-        h.defineParameters(*set_);
-        slot_ = set_.get();
+    explicit ActionParameters(Host& h) : host_(h) { host_.parametersOpen_ = true; }
+    ~ActionParameters() {
+        host_.parametersOpen_ = false;
+        host_.actionParameters_.reset();
     }
-    ~ActionParameters() { slot_ = nullptr; }
     ActionParameters(const ActionParameters&) = delete;
     ActionParameters& operator=(const ActionParameters&) = delete;
-    Parameters& set() { return *set_; }
+    Parameters& set() { return *host_.actionParameters(); }
 
 private:
-    std::unique_ptr<Parameters> set_;
-    Parameters*& slot_;
+    Host& host_;
 };
+
+Parameters* Host::actionParameters() {
+    if (!parametersOpen_)
+        return nullptr;
+    if (!actionParameters_) {
+        std::unique_ptr<Parameters> set = createParameters();
+        defineParameters(*set);
+        actionParameters_ = std::move(set);
+    }
+    return actionParameters_.get();
+}
+
+namespace {
 
 // "8-bit RGBA", "32-bit float alpha", ... for messages.
 std::string formatText(const HostImage& image) {
@@ -206,7 +219,7 @@ OfxStatus Host::timeDomainAction() {
 }
 
 OfxStatus Host::regionsOfInterestAction() {
-    ActionParameters params(*this, actionParameters_);
+    ActionParameters params(*this);
     const bool general = generalContext(*this);
     const double time = readTime(*this);
     double roi[4] = {0, 0, 0, 0};
@@ -238,7 +251,7 @@ OfxStatus Host::regionsOfInterestAction() {
 }
 
 OfxStatus Host::framesNeededAction() {
-    ActionParameters params(*this, actionParameters_);
+    ActionParameters params(*this);
     generalContext(*this); // read for its failures: the answer is the same in both contexts
     const double time = readTime(*this);
     OfxImageClipHandle source = nullptr;
@@ -263,7 +276,7 @@ OfxStatus Host::isIdentityAction() {
     const double time = readTime(*this);
     const Rect window = readWindow(*this);
     const bool general = generalContext(*this);
-    ActionParameters params(*this, actionParameters_);
+    ActionParameters params(*this);
 
     OfxImageClipHandle source = nullptr;
     OfxPropertySetHandle sourceProps = nullptr;
@@ -296,7 +309,7 @@ OfxStatus Host::isIdentityAction() {
 }
 
 OfxStatus Host::clipPreferencesAction() {
-    ActionParameters params(*this, actionParameters_);
+    ActionParameters params(*this);
     const bool general = generalContext(*this);
     int multipleDepths = 0;
     if (propertySuite()->propGetInt(host()->host, kOfxImageEffectPropSupportsMultipleClipDepths, 0,
@@ -349,7 +362,7 @@ OfxStatus Host::clipPreferencesAction() {
 }
 
 OfxStatus Host::renderAction() {
-    ActionParameters params(*this, actionParameters_);
+    ActionParameters params(*this);
     const double time = readTime(*this);
     const Rect window = readWindow(*this);
     const bool general = generalContext(*this);
