@@ -37,8 +37,16 @@ public:
         host_ = &host;
         destination_ = &destination;
         inputImages_ = &images;
-        host.runThreads(&Filter::rowWorker, this);
+        // A few thousand pixels take less time than handing them to another
+        // thread and waiting for it.
+        const Rect& bounds = destination.bounds;
+        const bool small =
+            std::uint64_t(bounds.width()) * std::uint64_t(bounds.height()) < kPixelsWorthAThread;
+        host.runThreads(&Filter::rowWorker, this, small ? 1 : 0);
     }
+
+    // Below this many pixels a filter runs on the calling thread alone.
+    static constexpr std::uint64_t kPixelsWorthAThread = 16384;
 
     // Computes the destination's pixels inside `rect`, on thread
     // `threadIndex`. Concrete filters switch on destination_->depth here.

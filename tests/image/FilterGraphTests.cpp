@@ -196,9 +196,12 @@ TEST(RowBand, BandsAreContiguousCoverEveryRowAndDifferByAtMostOne) {
     EXPECT_EQ(VX::Image::rowBand({0, 0, 5, 3}, 3, 4), (Rect{0, 2, 5, 3}));
 }
 
+// Rows wide enough to be worth a thread each.
+constexpr int kWide = 6000;
+
 TEST(FilterProcess, ThreeRowsOnFourThreadsProcessEachRowOnce) {
     BoundBridge b(4);
-    PixelImage out({2, 5, 7, 8}, 8, 4, true);
+    PixelImage out({2, 5, 2 + kWide, 8}, 8, 4, true);
     ByteFilter filter(9);
     filter.process(b.bridge, out.image, {});
 
@@ -207,7 +210,7 @@ TEST(FilterProcess, ThreeRowsOnFourThreadsProcessEachRowOnce) {
     for (const Rect& band : filter.bands) {
         EXPECT_EQ(band.height(), 1);
         EXPECT_EQ(band.x1, 2);
-        EXPECT_EQ(band.x2, 7);
+        EXPECT_EQ(band.x2, 2 + kWide);
         for (int y = band.y1; y < band.y2; ++y)
             ++rows[std::size_t(y - 5)];
     }
@@ -220,12 +223,29 @@ TEST(FilterProcess, ThreeRowsOnFourThreadsProcessEachRowOnce) {
 
 TEST(FilterProcess, TenRowsOnFourThreads) {
     BoundBridge b(4);
-    PixelImage out({0, 0, 3, 10}, 8, 1, false);
+    PixelImage out({0, 0, kWide, 10}, 8, 1, false);
     ByteFilter filter(1);
     filter.process(b.bridge, out.image, {});
     std::vector<Rect> bands = filter.bands;
     std::sort(bands.begin(), bands.end(), [](const Rect& l, const Rect& r) { return l.y1 < r.y1; });
-    EXPECT_EQ(bands, (std::vector<Rect>{{0, 0, 3, 2}, {0, 2, 3, 5}, {0, 5, 3, 7}, {0, 7, 3, 10}}));
+    EXPECT_EQ(bands, (std::vector<Rect>{
+                         {0, 0, kWide, 2}, {0, 2, kWide, 5}, {0, 5, kWide, 7}, {0, 7, kWide, 10}}));
+}
+
+// A frame smaller than a thread's worth stays on the calling thread, in one
+// band; one pixel more and the host's threads share it.
+TEST(FilterProcess, SmallImagesStayOnTheCallingThread) {
+    using F = VX::Image::Filter<Bridge>;
+    const int rows = 4, width = int(F::kPixelsWorthAThread / rows);
+    for (int extra : {0, 1}) {
+        SCOPED_TRACE(extra);
+        BoundBridge b(4);
+        PixelImage out({0, 0, width - 1 + extra, rows}, 8, 1, false);
+        ByteFilter filter(3);
+        filter.process(b.bridge, out.image, {});
+        EXPECT_EQ(filter.bands.size(), extra == 0 ? 1u : 4u);
+        expectPixels(out, out.image.bounds, [](int, int, int) { return 3; });
+    }
 }
 
 // --- in-place decisions -------------------------------------------------------------
