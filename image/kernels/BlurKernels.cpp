@@ -124,16 +124,8 @@ void GaussianBlurPlan::columnPass(BlockTaker& blocks, double* lines) {
     for (; block >= 0; block = blocks.next()) {
         const std::int64_t k0 = block * kLanes;
         const std::int64_t used = std::min(kLanes, columns_ - k0);
-        for (std::int64_t y = 0; y < length; ++y) {
-            float* to = in + y * kLanes;
-            const float* from = middle_ + y * columns_ + k0;
-            if (used == kLanes) { // a size known here copies inline
-                std::memcpy(to, from, kLanes * sizeof(float));
-            } else {
-                std::memcpy(to, from, std::size_t(used) * sizeof(float));
-                std::fill(to + used, to + kLanes, 0.0f);
-            }
-        }
+        for (std::int64_t y = 0; y < length; ++y)
+            loadLineFloats<kLanes>(in + y * kLanes, middle_ + y * columns_ + k0, std::size_t(used));
         dericheBlock(family_, {&second_, nullptr, work, std::size_t(length), std::size_t(kLanes),
                                std::size_t(first), std::size_t(first + count), in});
         // The block's lanes are consecutive samples of each destination row.

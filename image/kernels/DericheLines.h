@@ -3,8 +3,10 @@
 #include "image/kernels/DericheKernels.h"
 #include "image/kernels/KernelFamily.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 namespace VX {
 namespace Image {
@@ -39,6 +41,24 @@ constexpr std::size_t kDericheLaneMultiple = 8;
 std::uint32_t dericheFamilies();
 
 void dericheBlock(KernelFamily family, const DericheBlock& block);
+
+namespace {
+
+// Puts `used` (at most Lanes) float samples stored at `from` (which need not
+// be aligned for floats) into Lanes lanes of a block's line at `to`, the
+// lanes beyond them 0. Internal linkage: each
+// family's file keeps its own copy, built with its own instructions.
+template <std::size_t Lanes>
+inline void loadLineFloats(float* to, const void* from, std::size_t used) {
+    if (used == Lanes) { // a size known here copies inline
+        std::memcpy(to, from, Lanes * sizeof(float));
+    } else {
+        std::memcpy(to, from, used * sizeof(float));
+        std::fill(to + used, to + Lanes, 0.0f);
+    }
+}
+
+} // namespace
 
 void dericheBlockPortable(const DericheBlock& block);
 #if defined(__x86_64__) || defined(_M_X64)

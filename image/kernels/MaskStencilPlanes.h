@@ -67,19 +67,12 @@ inline void storeRowsToPlanes(const MaskStencilBlock& b, std::int64_t r0, std::i
 // pass's lines, as floats (unused lanes 0).
 inline void loadColumnsFromPlanes(const MaskStencilBlock& b, std::int64_t block,
                                   std::int64_t used) {
-    const std::int64_t lanes = MaskStencilPlan::kBlock;
+    constexpr std::size_t lanes = MaskStencilPlan::kBlock;
     const std::int64_t length = b.lines.height();
     for (std::int64_t y = 0; y < length; ++y) {
         float* to = b.floats + y * kLineLanes;
-        if (used == lanes) { // a size known here copies inline
-            std::memcpy(to, planeRow(b.grey, y, block, used), lanes * sizeof(float));
-            std::memcpy(to + lanes, planeRow(b.alpha, y, block, used), lanes * sizeof(float));
-        } else {
-            std::fill(to, to + kLineLanes, 0.0f);
-            std::memcpy(to, planeRow(b.grey, y, block, used), std::size_t(used) * sizeof(float));
-            std::memcpy(to + lanes, planeRow(b.alpha, y, block, used),
-                        std::size_t(used) * sizeof(float));
-        }
+        loadLineFloats<lanes>(to, planeRow(b.grey, y, block, used), std::size_t(used));
+        loadLineFloats<lanes>(to + lanes, planeRow(b.alpha, y, block, used), std::size_t(used));
     }
 }
 
