@@ -251,7 +251,6 @@ OfxStatus Host::regionsOfInterestAction() {
 }
 
 OfxStatus Host::framesNeededAction() {
-    ActionParameters params(*this);
     generalContext(*this); // read for its failures: the answer is the same in both contexts
     const double time = readTime(*this);
     OfxImageClipHandle source = nullptr;
