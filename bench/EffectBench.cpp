@@ -10,17 +10,23 @@
 //
 // Rows: Effect/<size>/<depth>/<alpha>/<frame>/<scale>/<threads>, the floor
 // of each size and depth, and Scaling/<size>/<depth>/straight/on: the
-// speed-up from one thread to two measured on alternate runs of frames.
+// speed-up from one thread to two measured on alternate runs of frames,
+// beside the most that this machine gives two threads at the time.
 #include "EffectSession.h"
 
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cmath>
+#include <condition_variable>
+#include <iterator>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <string>
+#include <thread>
 #include <tuple>
 
 namespace {
@@ -29,7 +35,7 @@ using namespace sqbench;
 
 // Whether the last output is what the frame kind promises: some alpha in an
 // "on" frame, none in an "off" one.
-bool outputAsExpected(const Session& s, const Row& row) {
+bool outputAsExpected(const Frames& s, const Row& row) {
     const ofxhost::ImageBuffer& out = *s.request.reuseOutput;
     bool anyAlpha = false;
     for (int y = out.bounds().y1; y < out.bounds().y2 && !anyAlpha; y += 7)
@@ -126,6 +132,88 @@ void floorRow(benchmark::State& state, Size size, int bits, unsigned threads) {
         benchmark::Counter(3.0 * bytes / 1e9, benchmark::Counter::kIsIterationInvariantRate);
 }
 
+// A second instance rendering on a thread of its own, a frame each time the
+// caller renders one of the first: two frames at once in one host, each on
+// one thread, sharing nothing but the machine. How much faster that pair is
+// than one frame alone is the most that splitting one frame over two
+// threads could gain on this machine now.
+class Twin {
+public:
+    explicit Twin(Frames& frames) : frames_(frames), thread_([this] { serve(); }) {}
+    ~Twin() {
+        {
+            std::lock_guard<std::mutex> lock(mutex_);
+            quit_ = true;
+        }
+        wake_.notify_one();
+        thread_.join();
+    }
+    Twin(const Twin&) = delete;
+    Twin& operator=(const Twin&) = delete;
+
+    // A run of pairs: between begin and end the twin waits for the next
+    // frame awake, as a render thread does between the frames of a run.
+    void begin() {
+        {
+            std::lock_guard<std::mutex> lock(mutex_);
+            running_ = true;
+        }
+        wake_.notify_one();
+    }
+    void end() {
+        std::lock_guard<std::mutex> lock(mutex_);
+        running_ = false;
+    }
+
+    // Renders a frame of `mine` on this thread while the twin renders one:
+    // the time until both are done, or -1 when either fails.
+    double pair(Frames& mine) {
+        const auto start = std::chrono::steady_clock::now();
+        const unsigned asked = asked_.load(std::memory_order_relaxed) + 1;
+        asked_.store(asked, std::memory_order_release);
+        const OfxStatus status = mine.render();
+        while (done_.load(std::memory_order_acquire) != asked)
+            std::this_thread::yield();
+        const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
+        return status == kOfxStatOK && !failed_.load() ? took.count() : -1.0;
+    }
+
+private:
+    void serve() {
+        for (;;) {
+            {
+                std::unique_lock<std::mutex> lock(mutex_);
+                wake_.wait(lock, [this] { return quit_ || running_; });
+                if (quit_)
+                    return;
+            }
+            for (;;) {
+                const unsigned asked = asked_.load(std::memory_order_acquire);
+                if (asked != done_.load(std::memory_order_relaxed)) {
+                    if (frames_.render() != kOfxStatOK)
+                        failed_.store(true);
+                    done_.store(asked, std::memory_order_release);
+                    continue;
+                }
+                {
+                    std::lock_guard<std::mutex> lock(mutex_);
+                    if (quit_ || !running_)
+                        break;
+                }
+                std::this_thread::yield();
+            }
+        }
+    }
+
+    Frames& frames_;
+    std::mutex mutex_;
+    std::condition_variable wake_;
+    bool quit_ = false, running_ = false;
+    std::atomic<unsigned> asked_{0}, done_{0};
+    std::atomic<bool> failed_{false};
+    std::thread thread_;
+};
+
 // The speed-up from one thread to two on one frame. One instance renders the
 // frame in short runs on one thread and on two in turn, the host changing its
 // thread count between runs, so that whatever else the shared machine does
@@ -134,6 +222,11 @@ void floorRow(benchmark::State& state, Size size, int bits, unsigned threads) {
 // core's cache, a cost of the switch itself that a host rendering frame after
 // frame never pays. `speedup` is the least 1-thread time over the least
 // 2-thread time.
+//
+// A third kind of run renders pairs of frames, one on each processor (see
+// Twin): `ceiling` is two frames over the least time of a pair, against the
+// least 1-thread time, the speed-up that two threads would give if they
+// shared no work at all.
 void scalingRow(benchmark::State& state, Row row) {
     constexpr int kRun = 4; // frames per run, the first one untimed
     row.threads = 1;
@@ -142,7 +235,14 @@ void scalingRow(benchmark::State& state, Row row) {
         state.SkipWithError("the plug-in did not load");
         return;
     }
-    double best[2] = {1e30, 1e30};
+    const std::unique_ptr<Frames> second = s.another(row);
+    if (!second) {
+        state.SkipWithError("the host made no second instance");
+        return;
+    }
+    Twin twin(*second);
+    // The least time of 1 thread, 2 threads and a pair.
+    double best[3] = {1e30, 1e30, 1e30};
     // The time of the run's timed frames, or -1 when a render fails.
     const auto runOn = [&](unsigned threads) {
         s.host.setCpuCount(threads);
@@ -158,22 +258,41 @@ void scalingRow(benchmark::State& state, Row row) {
         }
         return total;
     };
-    if (runOn(1) < 0.0 || runOn(2) < 0.0 || !outputAsExpected(s, row)) {
+    const auto runPairs = [&]() {
+        s.host.setCpuCount(1);
+        twin.begin();
+        double total = 0.0;
+        for (int i = 0; i < kRun && total >= 0.0; ++i) {
+            const double took = twin.pair(s);
+            if (took < 0.0)
+                total = -1.0;
+            else if (i > 0) {
+                best[2] = std::min(best[2], took);
+                total += took;
+            }
+        }
+        twin.end();
+        return total;
+    };
+    if (runOn(1) < 0.0 || runOn(2) < 0.0 || runPairs() < 0.0 || !outputAsExpected(s, row) ||
+        !outputAsExpected(*second, row)) {
         state.SkipWithError("the render failed or gave the wrong kind of frame");
         return;
     }
-    best[0] = best[1] = 1e30;
+    std::fill(std::begin(best), std::end(best), 1e30);
     for (auto _ : state) {
-        const double one = runOn(1), two = runOn(2);
-        if (one < 0.0 || two < 0.0) {
+        const double one = runOn(1), two = runOn(2), pairs = runPairs();
+        if (one < 0.0 || two < 0.0 || pairs < 0.0) {
             state.SkipWithError("a render failed");
             return;
         }
-        state.SetIterationTime(one + two);
+        state.SetIterationTime(one + two + pairs);
     }
     state.counters["ms_1_thread"] = best[0] * 1e3;
     state.counters["ms_2_threads"] = best[1] * 1e3;
+    state.counters["ms_pair"] = best[2] * 1e3;
     state.counters["speedup"] = best[0] / best[1];
+    state.counters["ceiling"] = 2.0 * best[0] / best[2];
 }
 
 std::string rowName(const Row& r) {

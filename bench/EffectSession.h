@@ -50,20 +50,16 @@ struct Row {
 };
 
 // One instance of the plug-in (or of another filter effect, whose
-// parameters are left at their defaults) in a host of `threads` processors.
-class Session {
-public:
-    // `poolBytes`: the image memory the host keeps for reuse between frames.
-    explicit Session(const Row& row, std::uint64_t poolBytes = std::uint64_t(1) << 31,
-                     const std::string& bundle = SQ_QUIRK_BUNDLE)
-        : host(config(row, poolBytes)), library(ofxhost::PluginLibrary::open(bundle)),
-          plugin(library->plugin(0)) {
-        ok = plugin.load(host) == kOfxStatOK && plugin.describe() == kOfxStatOK &&
-             plugin.describeInContext(kOfxImageEffectContextFilter) == kOfxStatOK;
-        if (!ok)
-            return;
+// parameters are left at their defaults) rendering one kind of frame again
+// and again, each into the buffer of the last.
+struct Frames {
+    // Makes the instance in `plugin`'s host, with a source of its own.
+    // Leaves `instance` null when the host will not make it.
+    void setUp(ofxhost::Plugin& plugin, const Row& row, bool quirk) {
         instance = plugin.createInstance(kOfxImageEffectContextFilter);
-        if (bundle == SQ_QUIRK_BUNDLE) {
+        if (!instance)
+            return;
+        if (quirk) {
             instance->setValue("increaseQuirky", row.frame.increase);
             instance->setValue("unmasked", row.frame.unmasked);
         }
@@ -85,10 +81,6 @@ public:
         request.time = row.frame.time;
         request.renderScale = {row.scale, row.scale};
     }
-    ~Session() {
-        instance.reset();
-        plugin.detachHost();
-    }
 
     // Renders one frame into the buffer of the last one.
     OfxStatus render() {
@@ -103,6 +95,39 @@ public:
         const OfxStatus status = render();
         const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
         return status == kOfxStatOK ? took.count() : -1.0;
+    }
+
+    std::unique_ptr<ofxhost::EffectInstance> instance;
+    std::shared_ptr<ofxhost::ImageBuffer> source;
+    ofxhost::RenderRequest request;
+};
+
+// The plug-in loaded into a host of `threads` processors, with one instance
+// (the Frames this session is).
+class Session : public Frames {
+public:
+    // `poolBytes`: the image memory the host keeps for reuse between frames.
+    explicit Session(const Row& row, std::uint64_t poolBytes = std::uint64_t(1) << 31,
+                     const std::string& bundle = SQ_QUIRK_BUNDLE)
+        : host(config(row, poolBytes)), library(ofxhost::PluginLibrary::open(bundle)),
+          plugin(library->plugin(0)), quirk_(bundle == SQ_QUIRK_BUNDLE) {
+        ok = plugin.load(host) == kOfxStatOK && plugin.describe() == kOfxStatOK &&
+             plugin.describeInContext(kOfxImageEffectContextFilter) == kOfxStatOK;
+        if (ok)
+            setUp(plugin, row, quirk_);
+        ok = ok && instance != nullptr;
+    }
+    ~Session() {
+        instance.reset();
+        plugin.detachHost();
+    }
+
+    // A further instance in the same host, set up as the first one: null
+    // when the host will not make it. It must go before the session.
+    std::unique_ptr<Frames> another(const Row& row) {
+        auto frames = std::make_unique<Frames>();
+        frames->setUp(plugin, row, quirk_);
+        return frames->instance ? std::move(frames) : nullptr;
     }
 
     static ofxhost::HostConfig config(const Row& row, std::uint64_t poolBytes) {
@@ -120,10 +145,10 @@ public:
     ofxhost::Host host;
     std::unique_ptr<ofxhost::PluginLibrary> library;
     ofxhost::Plugin& plugin;
-    std::unique_ptr<ofxhost::EffectInstance> instance;
-    std::shared_ptr<ofxhost::ImageBuffer> source;
-    ofxhost::RenderRequest request;
     bool ok = false;
+
+private:
+    bool quirk_;
 };
 
 } // namespace sqbench
