@@ -5,7 +5,6 @@
 #include "image/FilterSet.h"
 #include "image/GraphRewrite.h"
 
-#include <algorithm>
 #include <cstddef>
 #include <vector>
 
@@ -47,20 +46,6 @@ std::vector<FilterBase<Host>*> reachableFilters(FilterBase<Host>& root) {
     detail::GraphWalk<Host> walk;
     walk.visit(&root);
     return std::move(walk.order);
-}
-
-// Forgets the outputs that the evaluation will never render, so that a
-// filter read by one reachable filter is not taken for a shared one.
-template <class Host>
-void pruneOutputs(const std::vector<FilterBase<Host>*>& reachable) {
-    const FilterSet<FilterBase<Host>> keep(reachable.begin(), reachable.end());
-    for (FilterBase<Host>* filter : reachable) {
-        auto& outputs = filter->outputs;
-        outputs.erase(
-            std::remove_if(outputs.begin(), outputs.end(),
-                           [&](const FilterBase<Host>* user) { return keep.count(user) == 0; }),
-            outputs.end());
-    }
 }
 
 // Renders the graph under `root` into args.output over args.window.

@@ -59,6 +59,21 @@ public:
     ForcedGraphRewriting& operator=(const ForcedGraphRewriting&) = delete;
 };
 
+// Forgets every output of the `reachable` filters that is not one of them,
+// so that a filter read by one reachable filter is not taken for a shared
+// one (by the evaluation, and by the rewriting's rules).
+template <class Host>
+void pruneOutputs(const std::vector<FilterBase<Host>*>& reachable) {
+    const FilterSet<FilterBase<Host>> keep(reachable.begin(), reachable.end());
+    for (FilterBase<Host>* filter : reachable) {
+        auto& outputs = filter->outputs;
+        outputs.erase(
+            std::remove_if(outputs.begin(), outputs.end(),
+                           [&](const FilterBase<Host>* user) { return keep.count(user) == 0; }),
+            outputs.end());
+    }
+}
+
 // Every filter's inputs and outputs as they were, put back on destruction.
 template <class Host>
 class GraphLinks {
@@ -128,17 +143,7 @@ private:
         order.push_back(f);
     }
 
-    void pruneUnreachable() {
-        const std::vector<FilterBase<Host>*> order = usersFirst();
-        const FilterSet<FilterBase<Host>> keep(order.begin(), order.end());
-        for (FilterBase<Host>* f : order) {
-            auto& outputs = f->outputs;
-            outputs.erase(
-                std::remove_if(outputs.begin(), outputs.end(),
-                               [&](const FilterBase<Host>* user) { return keep.count(user) == 0; }),
-                outputs.end());
-        }
-    }
+    void pruneUnreachable() { pruneOutputs(usersFirst()); }
 
     // Makes the readers of `old` read `by` instead.
     void replace(FilterBase<Host>& old, FilterBase<Host>& by) {
