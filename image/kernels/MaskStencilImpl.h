@@ -438,7 +438,7 @@ void columnBlock(const MaskStencilBlock& b) {
     // The block walks down its columns: a new row of the source and of the
     // destination, often on a new page, at every step. Asked for early, so
     // that the memory works while the pixels before are computed.
-    constexpr std::int32_t kAhead = 6;
+    constexpr std::int32_t kAhead = 16;
     const std::size_t chunk = std::size_t(used) * 4 * sizeof(T);
     auto prefetch = [&](std::int32_t y) {
         std::int32_t from, to;

@@ -69,7 +69,14 @@ inline void loadColumnsFromPlanes(const MaskStencilBlock& b, std::int64_t block,
                                   std::int64_t used) {
     constexpr std::size_t lanes = MaskStencilPlan::kBlock;
     const std::int64_t length = b.lines.height();
+    // Each row is a line or two on a page of its own, which the processor
+    // does not fetch ahead by itself: asked for well before it is read.
+    constexpr std::int64_t kAhead = 32;
     for (std::int64_t y = 0; y < length; ++y) {
+        if (y + kAhead < length) {
+            __builtin_prefetch(planeRow(b.grey, y + kAhead, block, used));
+            __builtin_prefetch(planeRow(b.alpha, y + kAhead, block, used));
+        }
         float* to = b.floats + y * kLineLanes;
         loadLineFloats<lanes>(to, planeRow(b.grey, y, block, used), std::size_t(used));
         loadLineFloats<lanes>(to + lanes, planeRow(b.alpha, y, block, used), std::size_t(used));
