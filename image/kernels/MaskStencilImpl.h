@@ -171,23 +171,52 @@ Pixels fromLanes(const float (&lanes)[4][kLanes]) {
 
 using VU = std::uint32_t __attribute__((vector_size(64)));
 
-// 16 neighbouring RGBA pixels into four channel vectors, and back.
-#define SQ_EVERY4(k)                                                                               \
-    k, k + 4, k + 8, k + 12, k + 16, k + 20, k + 24, k + 28, k + 32, k + 36, k + 40, k + 44,       \
-        k + 48, k + 52, k + 56, k + 60
+// 16 RGBA pixels into four channel vectors, and back.
 #define SQ_EVEN 0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20, 22, 24, 26, 28, 30
 #define SQ_ODD 1, 3, 5, 7, 9, 11, 13, 15, 17, 19, 21, 23, 25, 27, 29, 31
+
+// Four vectors of four float pixels each into channels, in two rounds of
+// two-source permutes: red with blue and green with alpha, then each
+// channel on its own.
+inline Pixels fromQuads(const VF (&v)[4]) {
+    const VF rb0 = __builtin_shufflevector(v[0], v[1], SQ_EVEN);
+    const VF ga0 = __builtin_shufflevector(v[0], v[1], SQ_ODD);
+    const VF rb1 = __builtin_shufflevector(v[2], v[3], SQ_EVEN);
+    const VF ga1 = __builtin_shufflevector(v[2], v[3], SQ_ODD);
+    Pixels px;
+    px.c[0] = __builtin_shufflevector(rb0, rb1, SQ_EVEN);
+    px.c[1] = __builtin_shufflevector(ga0, ga1, SQ_EVEN);
+    px.c[2] = __builtin_shufflevector(rb0, rb1, SQ_ODD);
+    px.c[3] = __builtin_shufflevector(ga0, ga1, SQ_ODD);
+    return px;
+}
+
+// 16 float pixels that each lie on their own (the rows of a column), put
+// together in vectors a pixel at a time rather than a sample at a time.
+inline Pixels loadPixelsAt(const float* const (&at)[kLanes]) {
+    using VF4 = float __attribute__((vector_size(16)));
+    using VF8 = float __attribute__((vector_size(32)));
+    VF v[4];
+    for (int i = 0; i < 4; ++i) {
+        VF4 q[4];
+        for (int j = 0; j < 4; ++j)
+            std::memcpy(&q[j], at[4 * i + j], sizeof q[j]);
+        const VF8 lo = __builtin_shufflevector(q[0], q[1], 0, 1, 2, 3, 4, 5, 6, 7);
+        const VF8 hi = __builtin_shufflevector(q[2], q[3], 0, 1, 2, 3, 4, 5, 6, 7);
+        v[i] =
+            __builtin_shufflevector(lo, hi, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15);
+    }
+    return fromQuads(v);
+}
+
+// 16 neighbouring pixels.
 template <class T>
 Pixels loadPixels(const T* p) {
     Pixels px;
     if constexpr (std::is_same_v<T, float>) {
-        using VF64 = float __attribute__((vector_size(256)));
-        VF64 all;
-        std::memcpy(&all, p, sizeof all);
-        px.c[0] = __builtin_shufflevector(all, all, SQ_EVERY4(0));
-        px.c[1] = __builtin_shufflevector(all, all, SQ_EVERY4(1));
-        px.c[2] = __builtin_shufflevector(all, all, SQ_EVERY4(2));
-        px.c[3] = __builtin_shufflevector(all, all, SQ_EVERY4(3));
+        VF v[4];
+        std::memcpy(v, p, sizeof v);
+        px = fromQuads(v);
     } else if constexpr (std::is_same_v<T, std::uint8_t>) {
         VU words; // one pixel per lane, red in the low byte
         std::memcpy(&words, p, sizeof words);
@@ -208,7 +237,6 @@ Pixels loadPixels(const T* p) {
 }
 #undef SQ_ODD
 #undef SQ_EVEN
-#undef SQ_EVERY4
 
 // Lanes 0..7 (or 8..15) of two vectors, interleaved one by one.
 #define SQ_ZIP_LOW 0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23
@@ -309,10 +337,19 @@ VF grey(const Pixels& u, const MaskStencilSettings& s) {
 template <class T, bool Unmultiply, class Sample>
 void greyColumn(const T* const (&rows)[kLanes], const int (&steps)[kLanes], std::int64_t x,
                 VI insideRows, VF outsideGrey, const MaskStencilSettings& s, Sample* in) {
-    T pixels[4 * kLanes];
-    for (int r = 0; r < kLanes; ++r)
-        std::memcpy(pixels + 4 * r, rows[r] + x * steps[r], 4 * sizeof(T));
-    const Pixels u = background<T, Unmultiply>(loadPixels(pixels));
+    Pixels read;
+    if constexpr (std::is_same_v<T, float>) {
+        const float* at[kLanes];
+        for (int r = 0; r < kLanes; ++r)
+            at[r] = rows[r] + x * steps[r];
+        read = loadPixelsAt(at);
+    } else {
+        T pixels[4 * kLanes];
+        for (int r = 0; r < kLanes; ++r)
+            std::memcpy(pixels + 4 * r, rows[r] + x * steps[r], 4 * sizeof(T));
+        read = loadPixels(pixels);
+    }
+    const Pixels u = background<T, Unmultiply>(read);
     const VF g = insideRows ? grey<T>(u, s) : outsideGrey;
     const VF a = insideRows ? u.c[3] : splat(0.0f);
     blurLoad<T>(g, in);
