@@ -24,7 +24,12 @@ namespace Image {
 // Lines whose samples are all floats may come as floats (`floats` set,
 // `in` null), laid out the same way: half the memory of doubles, which
 // keeps a long block's lines in the processor's cache, and the same bits,
-// since every float is a double exactly.
+// since every float is a double exactly. Float samples may also be the
+// stored codes of an 8- or 16-bit image (`codes`): each is then divided by
+// its depth's largest code as it is read, the double quotient the line
+// would have been given, from half the bytes.
+enum class DericheCodes : std::uint32_t { None = 1, Bits8 = 255, Bits16 = 65535 };
+
 struct DericheBlock {
     const DericheCoefficients* coefficients;
     const double* in;
@@ -33,6 +38,7 @@ struct DericheBlock {
     std::size_t lanes;
     std::size_t first, last;
     const float* floats = nullptr;
+    DericheCodes codes = DericheCodes::None;
 };
 
 constexpr std::size_t kDericheLaneMultiple = 8;

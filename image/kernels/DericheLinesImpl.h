@@ -54,9 +54,18 @@ inline Quad<V> operator/(const Quad<V>& x, const Quad<V>& y) {
     return {x.a / y.a, x.b / y.b, x.c / y.c, x.d / y.d};
 }
 
+// The sample at p: codes divided by their largest.
+template <class V, DericheCodes Codes, class Sample>
+inline V read(const Sample* p) {
+    if constexpr (Codes == DericheCodes::None)
+        return V::load(p);
+    else
+        return V::load(p) / V::splat(double(Codes));
+}
+
 // The lanes [lane0, lane0 + V::kWidth) of the block, whose samples are at
-// `samples` (doubles or floats).
-template <class V, class Sample>
+// `samples` (doubles or floats, which may be codes).
+template <class V, DericheCodes Codes, class Sample>
 void lanes(const DericheBlock& b, const Sample* samples, std::size_t lane0) {
     const DericheCoefficients& c = *b.coefficients;
     const std::size_t stride = b.lanes, length = b.length;
@@ -71,15 +80,15 @@ void lanes(const DericheBlock& b, const Sample* samples, std::size_t lane0) {
         V nearSum = V::splat(0.0), farSum = V::splat(0.0);
         for (std::size_t i = 0; i < count; ++i) {
             const V k = V::splat(c.kernel[i]);
-            nearSum = nearSum + k * V::load(in + i * stride);
-            farSum = farSum + k * V::load(in + (length - 1 - i) * stride);
+            nearSum = nearSum + k * read<V, Codes>(in + i * stride);
+            farSum = farSum + k * read<V, Codes>(in + (length - 1 - i) * stride);
             weights += c.kernel[i];
         }
         nearEdge = weights != 0 ? nearSum / V::splat(weights) : nearSum;
         farEdge = weights != 0 ? farSum / V::splat(weights) : farSum;
     } else {
-        nearEdge = V::load(in);
-        farEdge = V::load(in + (length - 1) * stride);
+        nearEdge = read<V, Codes>(in);
+        farEdge = read<V, Codes>(in + (length - 1) * stride);
     }
 
     const V d1 = V::splat(c.d1), d2 = V::splat(c.d2), d3 = V::splat(c.d3), d4 = V::splat(c.d4);
@@ -90,7 +99,7 @@ void lanes(const DericheBlock& b, const Sample* samples, std::size_t lane0) {
         V x1 = nearEdge, x2 = nearEdge, x3 = nearEdge;
         V y1 = nearEdge * V::splat(c.causalStart), y2 = y1, y3 = y1, y4 = y1;
         for (std::size_t n = 0; n < length; ++n) {
-            const V x = V::load(in + n * stride);
+            const V x = read<V, Codes>(in + n * stride);
             const V y =
                 n0 * x + n1 * x1 + n2 * x2 + n3 * x3 - d1 * y1 - d2 * y2 - d3 * y3 - d4 * y4;
             y.store(work + n * stride);
@@ -110,28 +119,34 @@ void lanes(const DericheBlock& b, const Sample* samples, std::size_t lane0) {
             double* w = work + n * stride;
             (norm * (V::load(w) + y)).store(w);
         }
-        x4 = x3, x3 = x2, x2 = x1, x1 = V::load(in + n * stride);
+        x4 = x3, x3 = x2, x2 = x1, x1 = read<V, Codes>(in + n * stride);
         y4 = y3, y3 = y2, y2 = y1, y1 = y;
     }
 }
 
-template <class V, class Sample>
+template <class V, DericheCodes Codes, class Sample>
 void blockOf(const DericheBlock& b, const Sample* samples) {
     std::size_t lane = 0;
     for (; lane + Quad<V>::kWidth <= b.lanes; lane += Quad<V>::kWidth)
-        lanes<Quad<V>>(b, samples, lane);
+        lanes<Quad<V>, Codes>(b, samples, lane);
     for (; lane + V::kWidth <= b.lanes; lane += V::kWidth)
-        lanes<V>(b, samples, lane);
+        lanes<V, Codes>(b, samples, lane);
 }
 
 template <class V>
 void block(const DericheBlock& b) {
     if (b.length == 0 || b.first >= b.last || b.lanes == 0)
         return;
-    if (b.floats != nullptr)
-        blockOf<V>(b, b.floats);
-    else
-        blockOf<V>(b, b.in);
+    if (b.floats == nullptr)
+        return blockOf<V, DericheCodes::None>(b, b.in);
+    switch (b.codes) {
+    case DericheCodes::Bits8:
+        return blockOf<V, DericheCodes::Bits8>(b, b.floats);
+    case DericheCodes::Bits16:
+        return blockOf<V, DericheCodes::Bits16>(b, b.floats);
+    default:
+        return blockOf<V, DericheCodes::None>(b, b.floats);
+    }
 }
 
 } // namespace DericheImpl

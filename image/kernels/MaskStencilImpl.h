@@ -27,7 +27,6 @@ namespace MaskStencilImpl {
 constexpr int kLanes = 16;
 using VF = float __attribute__((vector_size(64)));
 using VI = std::int32_t __attribute__((vector_size(64)));
-using VD = double __attribute__((vector_size(64)));
 
 inline VF splat(float v) { return VF{} + v; }
 
@@ -104,28 +103,8 @@ VF premultiply(VF c, VF a) {
         return c * a;
 }
 
-// The blur's samples: double(s) / maximum, and the stored value of a result.
-inline VD low(VF v) {
-    return __builtin_convertvector(__builtin_shufflevector(v, v, 0, 1, 2, 3, 4, 5, 6, 7),
-                                   double __attribute__((vector_size(64))));
-}
-inline VD high(VF v) {
-    return __builtin_convertvector(__builtin_shufflevector(v, v, 8, 9, 10, 11, 12, 13, 14, 15),
-                                   double __attribute__((vector_size(64))));
-}
-template <class T>
-void blurLoad(VF s, double* to) {
-    const VD lo = low(s) / double(sampleMax<T>()), hi = high(s) / double(sampleMax<T>());
-    std::memcpy(to, &lo, sizeof lo);
-    std::memcpy(to + 8, &hi, sizeof hi);
-}
-// Float samples are the blur's as they stand (the division by 1 is exact),
-// kept as floats.
-template <class T>
-void blurLoad(VF s, float* to) {
-    static_assert(std::is_same_v<T, float>, "only float samples are blurred from floats");
-    std::memcpy(to, &s, sizeof s);
-}
+// The stored value of a blurred result. (The blur's samples are the stored
+// ones; its line kernel divides them by the maximum.)
 template <class T>
 VF blurStore(const double* from) {
     using VD8 = double __attribute__((vector_size(64)));
@@ -334,9 +313,9 @@ VF grey(const Pixels& u, const MaskStencilSettings& s) {
 // Pass 1, one column of a block: lane r is row r. `rows[r]` points at the
 // block's row r at column `x` onwards (a zero pixel with step 0 for rows
 // the source lacks); `insideRows` marks the rows the source has.
-template <class T, bool Unmultiply, class Sample>
+template <class T, bool Unmultiply>
 void greyColumn(const T* const (&rows)[kLanes], const int (&steps)[kLanes], std::int64_t x,
-                VI insideRows, VF outsideGrey, const MaskStencilSettings& s, Sample* in) {
+                VI insideRows, VF outsideGrey, const MaskStencilSettings& s, float* in) {
     Pixels read;
     if constexpr (std::is_same_v<T, float>) {
         const float* at[kLanes];
@@ -352,14 +331,14 @@ void greyColumn(const T* const (&rows)[kLanes], const int (&steps)[kLanes], std:
     const Pixels u = background<T, Unmultiply>(read);
     const VF g = insideRows ? grey<T>(u, s) : outsideGrey;
     const VF a = insideRows ? u.c[3] : splat(0.0f);
-    blurLoad<T>(g, in);
-    blurLoad<T>(a, in + kLanes);
+    std::memcpy(in, &g, sizeof g);
+    std::memcpy(in + kLanes, &a, sizeof a);
 }
 
-template <class T, class Sample>
-void constantColumn(VF grey, Sample* in) {
-    blurLoad<T>(grey, in);
-    blurLoad<T>(splat(0.0f), in + kLanes);
+inline void constantColumn(VF grey, float* in) {
+    const VF none = splat(0.0f);
+    std::memcpy(in, &grey, sizeof grey);
+    std::memcpy(in + kLanes, &none, sizeof none);
 }
 
 // Pass 2, 16 neighbouring pixels of row y from x1: the blurred grey and
@@ -442,19 +421,20 @@ void rowBlock(const MaskStencilBlock& b) {
             insideRows[r] = -1;
         }
     }
-    const VF outsideGrey = splat(float(b.outsideGrey));
-    RowSample<T>* in = rowSamples<T>(b);
+    const VF outsideGrey = splat(b.outsideGrey);
+    float* in = b.floats;
     for (std::int64_t x = 0; x < from - lines.x1; ++x)
-        constantColumn<T>(outsideGrey, in + x * 2 * kLanes);
+        constantColumn(outsideGrey, in + x * 2 * kLanes);
     for (std::int64_t x = from; x < to; ++x)
         greyColumn<T, Unmultiply>(rowAt, steps, x - from, insideRows, outsideGrey, s,
                                   in + (x - lines.x1) * 2 * kLanes);
     for (std::int64_t x = to - lines.x1; x < length; ++x)
-        constantColumn<T>(outsideGrey, in + x * 2 * kLanes);
+        constantColumn(outsideGrey, in + x * 2 * kLanes);
 
     const std::int64_t first = b.written.x1 - lines.x1, width = b.written.width();
-    dericheBlock(s.family, {s.rows, b.in, b.work, std::size_t(length), std::size_t(2 * kLanes),
-                            std::size_t(first), std::size_t(first + width), b.floats});
+    dericheBlock(s.family,
+                 {s.rows, nullptr, b.work, std::size_t(length), std::size_t(2 * kLanes),
+                  std::size_t(first), std::size_t(first + width), b.floats, sampleCodes<T>()});
     storeRowsToPlanes(b, r0, rows);
 }
 

@@ -64,11 +64,11 @@ void inside(const HostImage& image, std::int32_t y, std::int32_t x1, std::int32_
 }
 
 // Where the source has no pixels, the first filter's result is transparent
-// black and the later ones apply their rules to it.
+// black and the later ones apply their rules to it: the grey's stored sample.
 template <class T>
-double outsideGrey(const MaskStencilSettings& s) {
+float outsideGrey(const MaskStencilSettings& s) {
     const Pixel<T> none{};
-    return R::blurLoad(s.unmultiply ? grey(none, s) : R::store<T>(0.0f * s.greyValue));
+    return float(s.unmultiply ? grey(none, s) : R::store<T>(0.0f * s.greyValue));
 }
 
 template <class T, bool Unmultiply>
@@ -80,12 +80,11 @@ void rowBlock(const MaskStencilBlock& b) {
     const std::int64_t rows = std::min(MaskStencilPlan::kBlock, lines.height() - r0);
     const std::int64_t block = MaskStencilPlan::kBlock;
 
-    using Sample = RowSample<T>;
-    Sample* in = rowSamples<T>(b);
-    const Sample outside = Sample(b.outsideGrey);
+    float* in = b.floats;
+    const float outside = b.outsideGrey;
     for (std::int64_t r = 0; r < block; ++r) {
-        Sample* g = in + r;
-        Sample* a = in + block + r;
+        float* g = in + r;
+        float* a = in + block + r;
         if (r >= rows) {
             // Rows below the last: lanes that nobody reads.
             for (std::int64_t x = 0; x < length; ++x)
@@ -100,16 +99,17 @@ void rowBlock(const MaskStencilBlock& b) {
         for (std::int32_t x = from; x < to; ++x) {
             const Pixel<T> u = background<T, Unmultiply>(read<T>(*b.source, x, y));
             const std::int64_t at = std::int64_t(x - lines.x1) * kLineLanes;
-            g[at] = Sample(R::blurLoad(grey(u, s)));
-            a[at] = Sample(R::blurLoad(u.c[3]));
+            g[at] = float(grey(u, s));
+            a[at] = float(u.c[3]);
         }
         for (std::int64_t x = to - lines.x1; x < length; ++x)
             g[x * kLineLanes] = outside, a[x * kLineLanes] = 0;
     }
 
     const std::int64_t first = b.written.x1 - lines.x1, width = b.written.width();
-    dericheBlock(s.family, {s.rows, b.in, b.work, std::size_t(length), std::size_t(kLineLanes),
-                            std::size_t(first), std::size_t(first + width), b.floats});
+    dericheBlock(s.family,
+                 {s.rows, nullptr, b.work, std::size_t(length), std::size_t(kLineLanes),
+                  std::size_t(first), std::size_t(first + width), b.floats, sampleCodes<T>()});
     storeRowsToPlanes(b, r0, rows);
 }
 
@@ -281,12 +281,10 @@ MaskStencilPlan::MaskStencilPlan(HostImage& destination, const HostImage& source
     }
     rowBlocks_ = (lines_.height() + kBlock - 1) / kBlock;
     columnBlocks_ = (written_.width() + kBlock - 1) / kBlock;
-    // A block's recursions' results and samples, in doubles: the samples
-    // are floats down the columns, and along the rows of float images.
-    const std::size_t width = std::size_t(lines_.width()), height = std::size_t(lines_.height());
-    const std::size_t rowValues = floatRows() ? width + (width + 1) / 2 : 2 * width;
-    const std::size_t columnValues = height + (height + 1) / 2;
-    lineValues_ = std::size_t(kLineLanes) * std::max(rowValues, columnValues);
+    // A block's recursions' results, doubles, then its samples, floats (in
+    // the room of half as many doubles).
+    const std::size_t length = std::size_t(std::max(lines_.width(), lines_.height()));
+    lineValues_ = std::size_t(kLineLanes) * (length + (length + 1) / 2);
 
     // The planes inside the destination's pixels where they fit, the rest
     // in memory of their own.
@@ -314,10 +312,8 @@ void MaskStencilPlan::rowPass(BlockTaker& blocks, double* lines) {
     std::int64_t block = blocks.next();
     if (block < 0)
         return;
-    // The recursions' results first, then the samples: floats for float
-    // images, doubles for the others.
+    // The recursions' results first, then the samples.
     const std::size_t values = std::size_t(lines_.width() * kLineLanes);
-    const bool floats = floatRows();
     MaskStencilBlock b{&source_,
                        &destination_,
                        lines_,
@@ -326,8 +322,7 @@ void MaskStencilPlan::rowPass(BlockTaker& blocks, double* lines) {
                        outsideGrey_,
                        grey_,
                        alpha_,
-                       floats ? nullptr : lines + values,
-                       floats ? reinterpret_cast<float*>(lines + values) : nullptr,
+                       reinterpret_cast<float*>(lines + values),
                        lines,
                        0};
     const BlockFunction run = rowsOf(settings_.family);
@@ -344,13 +339,17 @@ void MaskStencilPlan::columnPass(BlockTaker& blocks, double* lines) {
     if (block < 0)
         return;
     const std::size_t values = std::size_t(lines_.height() * kLineLanes);
-    // The planes' samples are floats, and their lines take half the room.
-    MaskStencilBlock b{&source_,   &destination_,
-                       lines_,     written_,
-                       &settings_, outsideGrey_,
-                       grey_,      alpha_,
-                       nullptr,    reinterpret_cast<float*>(lines + values),
-                       lines,      0};
+    MaskStencilBlock b{&source_,
+                       &destination_,
+                       lines_,
+                       written_,
+                       &settings_,
+                       outsideGrey_,
+                       grey_,
+                       alpha_,
+                       reinterpret_cast<float*>(lines + values),
+                       lines,
+                       0};
     const BlockFunction run = columnsOf(settings_.family);
     for (; block >= 0; block = blocks.next()) {
         b.block = block;

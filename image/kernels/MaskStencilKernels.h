@@ -98,10 +98,6 @@ public:
     static constexpr std::int64_t kBlock = 16;
 
 private:
-    // Whether the first pass's samples are floats (float images) rather
-    // than doubles.
-    bool floatRows() const { return destination_.depth == 32; }
-
     HostImage& destination_;
     const HostImage& source_;
     Rect lines_;
@@ -110,7 +106,7 @@ private:
     std::int64_t rowBlocks_ = 0;
     std::int64_t columnBlocks_ = 0;
     std::size_t lineValues_ = 0;
-    double outsideGrey_ = 0.0;
+    float outsideGrey_ = 0.0f;
     MaskStencilPlane grey_, alpha_; // lines_ rows x written_ columns
 };
 
@@ -120,11 +116,11 @@ struct MaskStencilBlock {
     HostImage* destination;
     Rect lines, written;
     const MaskStencilSettings* settings;
-    // The blurred grey's sample where the source has no pixels.
-    double outsideGrey;
+    // The grey's stored sample (a code for integer images) where the source
+    // has no pixels.
+    float outsideGrey;
     MaskStencilPlane grey, alpha;
-    // The block's samples (DericheBlock): one of the two is set.
-    double* in;
+    // The block's samples (DericheBlock's floats) and its results.
     float* floats;
     double* work;
     std::int64_t block;

@@ -20,16 +20,15 @@ namespace {
 // The lanes of one line of a block: its grey lanes, then its alpha lanes.
 constexpr std::int64_t kLineLanes = 2 * MaskStencilPlan::kBlock;
 
-// The first pass's samples for images of sample type T: floats for float
-// images (each is its float exactly), doubles for the others.
+// The first pass's samples are the stored samples of the image as floats
+// (integer codes are floats exactly), which the line kernel divides by the
+// depth's largest code as it reads them: the doubles the blur takes, from
+// half the bytes.
 template <class T>
-using RowSample = std::conditional_t<std::is_same_v<T, float>, float, double>;
-template <class T>
-RowSample<T>* rowSamples(const MaskStencilBlock& b) {
-    if constexpr (std::is_same_v<T, float>)
-        return b.floats;
-    else
-        return b.in;
+constexpr DericheCodes sampleCodes() {
+    return std::is_same_v<T, std::uint8_t>    ? DericheCodes::Bits8
+           : std::is_same_v<T, std::uint16_t> ? DericheCodes::Bits16
+                                              : DericheCodes::None;
 }
 
 // Moves the first pass's results of rows [r0, r0 + rows) of the block into

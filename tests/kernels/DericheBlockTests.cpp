@@ -26,8 +26,16 @@ const BlockCase kBlocks[] = {
     {30, 40, 0, 30}, {106, 32, 0, 106}, {257, 16, 100, 257}, {257, 56, 0, 40},
 };
 
-// The samples as doubles, or as floats (the same values, read as floats).
-enum class Samples { Doubles, Floats };
+// The samples as doubles, as floats (the same values, read as floats), or as
+// the codes of an 8- or 16-bit image in floats, which the kernel divides by
+// the largest code (the reference gets the quotients as doubles).
+enum class Samples { Doubles, Floats, Codes8, Codes16 };
+
+double largestCode(Samples s) {
+    return s == Samples::Codes8 ? 255.0 : s == Samples::Codes16 ? 65535.0 : 1.0;
+}
+
+const char* const kSampleNames[] = {"", "_Floats", "_Codes8", "_Codes16"};
 
 using Params = std::tuple<KernelFamily, unsigned, double, BlockCase, Samples>;
 
@@ -41,22 +49,31 @@ TEST_P(DericheBlockFamilies, EveryLaneEqualsTheOneLineReference) {
     std::mt19937 random(unsigned(shape.length * 131 + shape.lanes + order));
     std::uniform_real_distribution<double> value(-0.25, 1.25);
 
+    const double largest = largestCode(samples);
+    const bool codes = largest != 1.0;
+    std::uniform_int_distribution<int> code(0, int(largest));
+
     std::vector<double> in(shape.length * shape.lanes), work(in.size());
     std::vector<float> floats(in.size());
     for (std::size_t i = 0; i < in.size(); ++i) {
-        floats[i] = float(value(random));
-        in[i] = double(floats[i]);
+        floats[i] = codes ? float(code(random)) : float(value(random));
+        in[i] = double(floats[i]) / largest;
     }
     // One lane constant, so that the edge values' steady start shows too.
-    for (std::size_t n = 0; n < shape.length; ++n)
-        in[n * shape.lanes] = double(floats[n * shape.lanes] = 0.375f);
+    for (std::size_t n = 0; n < shape.length; ++n) {
+        floats[n * shape.lanes] = codes ? float(largest) * 0.375f : 0.375f;
+        in[n * shape.lanes] = double(floats[n * shape.lanes]) / largest;
+    }
     // The block kernel reads only the samples it is given; the doubles
     // stay for the reference.
     DericheBlock block{&c,          in.data(),   work.data(), shape.length,
                        shape.lanes, shape.first, shape.last};
-    if (samples == Samples::Floats) {
+    if (samples != Samples::Doubles) {
         block.in = nullptr;
         block.floats = floats.data();
+        block.codes = samples == Samples::Codes8    ? DericheCodes::Bits8
+                      : samples == Samples::Codes16 ? DericheCodes::Bits16
+                                                    : DericheCodes::None;
     }
     dericheBlock(family, block);
 
@@ -78,7 +95,8 @@ INSTANTIATE_TEST_SUITE_P(
                                          KernelFamily::AVX2, KernelFamily::AVX512),
                        ::testing::Values(0u, 1u, 2u), ::testing::Values(0.5, 3.0, 30.0),
                        ::testing::ValuesIn(kBlocks),
-                       ::testing::Values(Samples::Doubles, Samples::Floats)),
+                       ::testing::Values(Samples::Doubles, Samples::Floats, Samples::Codes8,
+                                         Samples::Codes16)),
     [](const ::testing::TestParamInfo<Params>& nameOf) {
         const BlockCase& b = std::get<3>(nameOf.param);
         return std::string(kernelFamilyName(std::get<0>(nameOf.param))) + "_Order" +
@@ -86,7 +104,7 @@ INSTANTIATE_TEST_SUITE_P(
                std::to_string(int(std::get<2>(nameOf.param) * 10)) + "_L" +
                std::to_string(b.length) + "x" + std::to_string(b.lanes) + "_" +
                std::to_string(b.first) + "to" + std::to_string(b.last) +
-               (std::get<4>(nameOf.param) == Samples::Floats ? "_Floats" : "");
+               kSampleNames[int(std::get<4>(nameOf.param))];
     });
 
 } // namespace
