@@ -24,6 +24,10 @@ namespace Image {
 namespace {
 namespace MaskStencilImpl {
 
+// For the small stages that take or give whole pixels: left out of line,
+// their four vectors go through memory at every call.
+#define SQ_INLINE __attribute__((always_inline)) inline
+
 constexpr int kLanes = 16;
 using VF = float __attribute__((vector_size(64)));
 using VI = std::int32_t __attribute__((vector_size(64)));
@@ -246,7 +250,7 @@ inline void storeParts(const V (&parts)[N], void* out, std::size_t bytes) {
 // interleaved within 64-byte vectors, which the wide families do in
 // registers with two-source permutes.
 template <class T>
-void storePixels(const Pixels& px, T* out, int count) {
+SQ_INLINE void storePixels(const Pixels& px, T* out, int count) {
     const std::size_t bytes = std::size_t(count) * 4 * sizeof(T);
     if constexpr (std::is_same_v<T, float>) {
         const VF rgLow = __builtin_shufflevector(px.c[0], px.c[1], SQ_ZIP_LOW);
@@ -287,7 +291,7 @@ Pixels background(Pixels p) {
 }
 
 template <class T>
-VF grey(const Pixels& u, const MaskStencilSettings& s) {
+SQ_INLINE VF grey(const Pixels& u, const MaskStencilSettings& s) {
     if constexpr (kInteger<T>) {
         // Exact shortcuts for stored integers: a rising curve keeps the
         // largest channel largest, loading is rising too, and store(load(m))
@@ -521,6 +525,8 @@ inline void columnsOfAnyDepth(const MaskStencilBlock& b) {
         break;
     }
 }
+
+#undef SQ_INLINE
 
 } // namespace MaskStencilImpl
 } // namespace
