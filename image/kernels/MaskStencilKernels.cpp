@@ -307,13 +307,22 @@ MaskStencilPlan::MaskStencilPlan(HostImage& destination, const HostImage& source
 }
 
 void MaskStencilPlan::rowPass(BlockTaker& blocks, double* lines) {
+    runPass(blocks, lines, lines_.width(), rowsOf(settings_.family));
+}
+
+void MaskStencilPlan::columnPass(BlockTaker& blocks, double* lines) {
+    runPass(blocks, lines, lines_.height(), columnsOf(settings_.family));
+}
+
+void MaskStencilPlan::runPass(BlockTaker& blocks, double* lines, std::int64_t length,
+                              void (*run)(const MaskStencilBlock&)) {
     if (grey_.origin == nullptr)
         return;
     std::int64_t block = blocks.next();
     if (block < 0)
         return;
     // The recursions' results first, then the samples.
-    const std::size_t values = std::size_t(lines_.width() * kLineLanes);
+    const std::size_t values = std::size_t(length * kLineLanes);
     MaskStencilBlock b{&source_,
                        &destination_,
                        lines_,
@@ -325,32 +334,6 @@ void MaskStencilPlan::rowPass(BlockTaker& blocks, double* lines) {
                        reinterpret_cast<float*>(lines + values),
                        lines,
                        0};
-    const BlockFunction run = rowsOf(settings_.family);
-    for (; block >= 0; block = blocks.next()) {
-        b.block = block;
-        run(b);
-    }
-}
-
-void MaskStencilPlan::columnPass(BlockTaker& blocks, double* lines) {
-    if (grey_.origin == nullptr)
-        return;
-    std::int64_t block = blocks.next();
-    if (block < 0)
-        return;
-    const std::size_t values = std::size_t(lines_.height() * kLineLanes);
-    MaskStencilBlock b{&source_,
-                       &destination_,
-                       lines_,
-                       written_,
-                       &settings_,
-                       outsideGrey_,
-                       grey_,
-                       alpha_,
-                       reinterpret_cast<float*>(lines + values),
-                       lines,
-                       0};
-    const BlockFunction run = columnsOf(settings_.family);
     for (; block >= 0; block = blocks.next()) {
         b.block = block;
         run(b);

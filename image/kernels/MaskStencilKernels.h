@@ -75,6 +75,8 @@ inline unsigned char* planeRow(const MaskStencilPlane& p, std::int64_t row, std:
            (p.second ? used * std::int64_t(sizeof(float)) : 0);
 }
 
+struct MaskStencilBlock;
+
 class MaskStencilPlan {
 public:
     // `destination` and `source` are RGBA of one depth (8, 16 or 32) and
@@ -98,6 +100,10 @@ public:
     static constexpr std::int64_t kBlock = 16;
 
 private:
+    // Works the blocks `blocks` deals with `run`, in lines of `length`.
+    void runPass(BlockTaker& blocks, double* lines, std::int64_t length,
+                 void (*run)(const MaskStencilBlock&));
+
     HostImage& destination_;
     const HostImage& source_;
     Rect lines_;
