@@ -106,25 +106,17 @@ void rowBlock(const MaskStencilBlock& b) {
             g[x * kLineLanes] = outside, a[x * kLineLanes] = 0;
     }
 
-    const std::int64_t first = b.written.x1 - lines.x1, width = b.written.width();
-    dericheBlock(s.family,
-                 {s.rows, nullptr, b.work, std::size_t(length), std::size_t(kLineLanes),
-                  std::size_t(first), std::size_t(first + width), b.floats, sampleCodes<T>()});
-    storeRowsToPlanes(b, r0, rows);
+    blurRowsIntoPlanes<T>(b, r0, rows);
 }
 
 template <class T, bool Unmultiply, bool Premultiply>
 void columnBlock(const MaskStencilBlock& b) {
     const MaskStencilSettings& s = *b.settings;
     const std::int64_t block = MaskStencilPlan::kBlock;
-    const std::int64_t length = b.lines.height();
     const std::int64_t c0 = b.block * block;
     const std::int64_t used = std::min(block, b.written.width() - c0);
-    loadColumnsFromPlanes(b, b.block, used);
+    blurColumnsFromPlanes(b, used);
     const std::int64_t first = b.written.y1 - b.lines.y1;
-    dericheBlock(s.family,
-                 {s.columns, nullptr, b.work, std::size_t(length), std::size_t(kLineLanes),
-                  std::size_t(first), std::size_t(first + b.written.height()), b.floats});
 
     const std::int32_t x1 = b.written.x1 + std::int32_t(c0);
     const std::int32_t x2 = x1 + std::int32_t(used);

@@ -82,6 +82,31 @@ inline void loadColumnsFromPlanes(const MaskStencilBlock& b, std::int64_t block,
     }
 }
 
+// Blurs the block's rows, whose samples (of an image of sample type T) are
+// in its floats, and moves the results of rows [r0, r0 + rows) into the
+// planes.
+template <class T>
+void blurRowsIntoPlanes(const MaskStencilBlock& b, std::int64_t r0, std::int64_t rows) {
+    const MaskStencilSettings& s = *b.settings;
+    const std::int64_t first = b.written.x1 - b.lines.x1;
+    dericheBlock(s.family, {s.rows, nullptr, b.work, std::size_t(b.lines.width()),
+                            std::size_t(kLineLanes), std::size_t(first),
+                            std::size_t(first + b.written.width()), b.floats, sampleCodes<T>()});
+    storeRowsToPlanes(b, r0, rows);
+}
+
+// Blurs the planes' column block `block` of `used` columns: the results of
+// the destination's rows are in the block's work from row
+// written.y1 - lines.y1 on.
+inline void blurColumnsFromPlanes(const MaskStencilBlock& b, std::int64_t used) {
+    const MaskStencilSettings& s = *b.settings;
+    loadColumnsFromPlanes(b, b.block, used);
+    const std::int64_t first = b.written.y1 - b.lines.y1;
+    dericheBlock(s.family, {s.columns, nullptr, b.work, std::size_t(b.lines.height()),
+                            std::size_t(kLineLanes), std::size_t(first),
+                            std::size_t(first + b.written.height()), b.floats});
+}
+
 } // namespace
 } // namespace Image
 } // namespace VX
