@@ -11,6 +11,10 @@
 namespace VX {
 namespace Image {
 
+// What a block's float samples are: values as they stand, or the codes of
+// an image whose largest code is the enumerator's value.
+enum class DericheCodes : std::uint32_t { None = 1, Bits8 = 255, Bits16 = 65535 };
+
 // One blur pass over a block of lines at once, so that the vector families
 // can run many lines side by side: `lanes` lines of `length` samples, stored
 // interleaved (sample n of line j at in[n * lanes + j]). Each line is
@@ -28,8 +32,6 @@ namespace Image {
 // stored codes of an 8- or 16-bit image (`codes`): each is then divided by
 // its depth's largest code as it is read, the double quotient the line
 // would have been given, from half the bytes.
-enum class DericheCodes : std::uint32_t { None = 1, Bits8 = 255, Bits16 = 65535 };
-
 struct DericheBlock {
     const DericheCoefficients* coefficients;
     const double* in;
