@@ -71,9 +71,7 @@ TEST_P(DericheBlockFamilies, EveryLaneEqualsTheOneLineReference) {
     if (samples != Samples::Doubles) {
         block.in = nullptr;
         block.floats = floats.data();
-        block.codes = samples == Samples::Codes8    ? DericheCodes::Bits8
-                      : samples == Samples::Codes16 ? DericheCodes::Bits16
-                                                    : DericheCodes::None;
+        block.codes = DericheCodes(std::uint32_t(largest)); // each is its largest code
     }
     dericheBlock(family, block);
 
