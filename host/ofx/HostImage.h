@@ -15,8 +15,9 @@ namespace OFX {
 class Host;
 
 // Pixel memory the plug-in gets from the host: through the image-effect
-// suite's image memory where it has it, else from the memory suite with
-// room to start the pixels on a 32-byte boundary. Freed with its owner.
+// suite's image memory where it has it, else from the memory suite. Either
+// block has room for the pixels to start on a 64-byte cache line, whatever
+// alignment the host gives. Freed with its owner.
 class ImageBuffer {
 public:
     ImageBuffer() = default;

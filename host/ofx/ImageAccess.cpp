@@ -40,13 +40,30 @@ void ImageBuffer::free() {
     size_ = 0;
 }
 
+namespace {
+
+// Every buffer starts on a cache line: blocks of 64 bytes that threads
+// share out then never straddle two lines, and 64-byte vectors load whole.
+constexpr std::size_t kLine = 64;
+
+void* onLine(void* block) {
+    const std::uintptr_t address = reinterpret_cast<std::uintptr_t>(block);
+    return static_cast<unsigned char*>(block) + ((kLine - (address & (kLine - 1))) & (kLine - 1));
+}
+
+} // namespace
+
 void ImageBuffer::allocate(std::size_t bytes) {
     free();
     if (bytes == 0)
         return;
+    if (bytes > std::numeric_limits<std::size_t>::max() - kLine)
+        throw std::bad_alloc();
+    // Room for the pixels to start on a line wherever the host's block does.
+    const std::size_t padded = bytes + kLine - 1;
     size_ = bytes;
     if (imageEffectSuite_ != nullptr && imageEffectSuite_->imageMemoryAlloc != nullptr) {
-        if (imageEffectSuite_->imageMemoryAlloc(effect_, bytes, &memory_) != kOfxStatOK ||
+        if (imageEffectSuite_->imageMemoryAlloc(effect_, padded, &memory_) != kOfxStatOK ||
             memory_ == nullptr) {
             memory_ = nullptr;
             size_ = 0;
@@ -60,20 +77,17 @@ void ImageBuffer::allocate(std::size_t bytes) {
             size_ = 0;
             throw std::bad_alloc();
         }
-        data_ = locked;
+        data_ = onLine(locked);
         return;
     }
     if (memorySuite_ == nullptr)
         throw std::bad_alloc();
-    // Room for the pixels to start on a 32-byte boundary.
-    const std::size_t padded = (bytes + 63) & ~std::size_t(31);
     if (memorySuite_->memoryAlloc(effect_, padded, &plain_) != kOfxStatOK || plain_ == nullptr) {
         plain_ = nullptr;
         size_ = 0;
         throw std::bad_alloc();
     }
-    const std::uintptr_t address = reinterpret_cast<std::uintptr_t>(plain_);
-    data_ = static_cast<unsigned char*>(plain_) + ((32 - (address & 31)) & 31);
+    data_ = onLine(plain_);
 }
 
 // --- fetching -----------------------------------------------------------------------
