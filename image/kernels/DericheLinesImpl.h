@@ -93,12 +93,14 @@ void lanes(const DericheBlock& b, const Sample* samples, std::size_t lane0) {
 
     const V d1 = V::splat(c.d1), d2 = V::splat(c.d2), d3 = V::splat(c.d3), d4 = V::splat(c.d4);
 
-    // Causal, into work.
+    // Causal, into work. Outputs beyond the window are never read, and
+    // neither recursion looks back past the position it stands at, so each
+    // stops where the window ends on its way.
     {
         const V n0 = V::splat(c.n0), n1 = V::splat(c.n1), n2 = V::splat(c.n2), n3 = V::splat(c.n3);
         V x1 = nearEdge, x2 = nearEdge, x3 = nearEdge;
         V y1 = nearEdge * V::splat(c.causalStart), y2 = y1, y3 = y1, y4 = y1;
-        for (std::size_t n = 0; n < length; ++n) {
+        for (std::size_t n = 0; n < b.last; ++n) {
             const V x = read<V, Codes>(in + n * stride);
             const V y =
                 n0 * x + n1 * x1 + n2 * x2 + n3 * x3 - d1 * y1 - d2 * y2 - d3 * y3 - d4 * y4;
@@ -113,9 +115,9 @@ void lanes(const DericheBlock& b, const Sample* samples, std::size_t lane0) {
     const V norm = V::splat(c.normalisation);
     V x1 = farEdge, x2 = farEdge, x3 = farEdge, x4 = farEdge;
     V y1 = farEdge * V::splat(c.antiCausalStart), y2 = y1, y3 = y1, y4 = y1;
-    for (std::size_t n = length; n-- > 0;) {
+    for (std::size_t n = length; n-- > b.first;) {
         const V y = m1 * x1 + m2 * x2 + m3 * x3 + m4 * x4 - d1 * y1 - d2 * y2 - d3 * y3 - d4 * y4;
-        if (n >= b.first && n < b.last) {
+        if (n < b.last) {
             double* w = work + n * stride;
             (norm * (V::load(w) + y)).store(w);
         }
