@@ -284,17 +284,19 @@ MaskStencilPlan::MaskStencilPlan(HostImage& destination, const HostImage& source
         written_.y1 == lines_.y1 && written_.y2 == lines_.y2 && !shareMemory(destination, source);
     const int pixelBytes = destination.bytesPerPixel();
     const int fit = !inPixels ? 0 : pixelBytes >= 8 ? 2 : pixelBytes >= 4 ? 1 : 0;
+    // Room in a pixel for both planes' values of two rows.
+    const bool paired = fit == 2 && pixelBytes >= 16;
     MaskStencilPlane* where[2] = {&grey_, &alpha_};
     for (int i = 0; i < fit; ++i)
         *where[i] = {destination.pixel(written_.x1, written_.y1), destination.rowBytes,
-                     kBlock * pixelBytes, i == 1};
+                     kBlock * pixelBytes, i == 1, paired};
     const std::size_t plane = std::size_t(lines_.height()) * std::size_t(written_.width());
     if (fit < 2) {
         planes.allocate(std::size_t(2 - fit) * plane * sizeof(float));
         for (int i = fit; i < 2; ++i)
             *where[i] = {static_cast<unsigned char*>(planes.data()) +
                              std::size_t(i - fit) * plane * sizeof(float),
-                         std::ptrdiff_t(written_.width() * 4), kBlock * 4, false};
+                         std::ptrdiff_t(written_.width() * 4), kBlock * 4, false, false};
     }
 }
 

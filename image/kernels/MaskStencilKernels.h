@@ -53,26 +53,33 @@ struct MaskStencilSettings {
 // Where the destination has every row of `lines` and does not share memory
 // with the source, the planes live in the destination's own pixels: each
 // block of columns keeps its values in its own pixels' bytes, which hold
-// both planes' for float and 16-bit RGBA, the grey for 8-bit. A second-pass
-// block reads its columns' values before it writes their pixels, and no
-// other block reads them. Only what does not fit there is allocated.
+// both planes' for 16-bit RGBA, the grey for 8-bit, and both planes' of two
+// rows for float, so that the second pass reads half as many rows (each a
+// fetch from a page of its own). A second-pass block reads its columns'
+// values before it writes their pixels, and no other block reads them. Only
+// what does not fit there is allocated.
 // Where one plane's float values lie. The columns go in blocks of kBlock;
 // the values of one row of one block are contiguous (not necessarily
 // aligned), at origin + row * rowBytes + block * blockBytes, followed by the
 // same row of the other plane where `second` is set (planes that share the
-// destination's pixels).
+// destination's pixels). Where `paired` is set (planes that share float
+// pixels), rows 2k and 2k + 1 share the place of row k: row 2k + 1's values
+// follow both planes' values of row 2k.
 struct MaskStencilPlane {
     unsigned char* origin = nullptr;
     std::ptrdiff_t rowBytes = 0;
     std::ptrdiff_t blockBytes = 0;
     bool second = false;
+    bool paired = false;
 };
 
 // The values of plane `p` at row `row`, block `block` of `used` columns.
 inline unsigned char* planeRow(const MaskStencilPlane& p, std::int64_t row, std::int64_t block,
                                std::int64_t used) {
-    return p.origin + row * p.rowBytes + block * p.blockBytes +
-           (p.second ? used * std::int64_t(sizeof(float)) : 0);
+    const std::int64_t values = used * std::int64_t(sizeof(float));
+    const std::int64_t place = p.paired ? row >> 1 : row;
+    return p.origin + place * p.rowBytes + block * p.blockBytes +
+           (p.paired && (row & 1) != 0 ? 2 * values : 0) + (p.second ? values : 0);
 }
 
 struct MaskStencilBlock;
