@@ -32,19 +32,17 @@ BlockTaker takeColumns(const Plan& plan, BlockQueue& queue, unsigned index, unsi
 
 // Working lines for `threads` threads of a plan: plan.lineValues() doubles
 // each, from the host's image memory, so that a host that pools its memory
-// hands the same blocks back frame after frame. Throws std::bad_alloc when
-// they do not fit.
+// hands the same blocks back frame after frame. They start on a cache line,
+// as every ImageBuffer does. Throws std::bad_alloc when they do not fit.
 template <class Plan>
 double* workingLines(::VX::Host::OFX::ImageBuffer& lines, const Plan& plan, unsigned threads) {
     const std::size_t values = plan.lineValues();
     if (values == 0)
         return nullptr;
-    constexpr std::size_t kLine = 64; // each thread's lines start on a cache line
-    if (values > (std::numeric_limits<std::size_t>::max() - kLine) / sizeof(double) / threads)
+    if (values > std::numeric_limits<std::size_t>::max() / sizeof(double) / threads)
         throw std::bad_alloc();
-    lines.allocate(std::size_t(threads) * values * sizeof(double) + kLine);
-    const std::uintptr_t at = reinterpret_cast<std::uintptr_t>(lines.data());
-    return reinterpret_cast<double*>((at + kLine - 1) / kLine * kLine);
+    lines.allocate(std::size_t(threads) * values * sizeof(double));
+    return static_cast<double*>(lines.data());
 }
 
 namespace detail {
