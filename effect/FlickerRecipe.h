@@ -33,7 +33,10 @@ namespace VX {
 template <class Host>
 struct RecipeContext {
     RecipeContext(Host& bridge, Image::FilterLayer<Host>& sourceLayer)
-        : effect(bridge), source(sourceLayer) {}
+        : effect(bridge), source(sourceLayer) {
+        // Room for the largest recipe, taken once.
+        filters.reserve(8);
+    }
 
     template <class F, class... Args>
     F* make(Args&&... args) {

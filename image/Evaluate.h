@@ -17,7 +17,7 @@ template <class Host>
 struct GraphWalk {
     FilterSet<FilterBase<Host>> done;
     FilterSet<FilterBase<Host>> onPath;
-    std::vector<FilterBase<Host>*> order; // inputs before their users
+    typename FilterBase<Host>::Graph order; // inputs before their users
 
     void visit(FilterBase<Host>* filter) {
         if (filter == nullptr)
@@ -42,7 +42,7 @@ struct GraphWalk {
 // and inputs before their users. Throws VX::Exception for a graph with a
 // cycle or a null input.
 template <class Host>
-std::vector<FilterBase<Host>*> reachableFilters(FilterBase<Host>& root) {
+typename FilterBase<Host>::Graph reachableFilters(FilterBase<Host>& root) {
     detail::GraphWalk<Host> walk;
     walk.visit(&root);
     return std::move(walk.order);
@@ -62,19 +62,19 @@ void evaluate(FilterBase<Host>& given, Host& host, const RenderArgs& args) {
     if (args.output == nullptr)
         throw Exception("No output image to render into");
 
-    const std::vector<FilterBase<Host>*> built = reachableFilters(given);
+    const typename FilterBase<Host>::Graph built = reachableFilters(given);
     // What an earlier evaluation needed has nothing to do with this one.
     for (FilterBase<Host>* filter : built)
         filter->needed = kEmptyRect;
-    pruneOutputs(built);
+    pruneOutputs<Host>(built);
 
     // The rules rewire the graph; it is put back as it was built when the
     // evaluation ends, and the filters the rules made go with `rewrite`.
     GraphLinks<Host> links(built);
     GraphRewrite<Host> rewrite;
     FilterBase<Host>& root = graphRewritingEnabled() ? *rewrite.apply(given) : given;
-    const std::vector<FilterBase<Host>*> graph = reachableFilters(root);
-    pruneOutputs(graph);
+    const typename FilterBase<Host>::Graph graph = reachableFilters(root);
+    pruneOutputs<Host>(graph);
 
     root.requestRegion(args.window);
     for (FilterBase<Host>* filter : graph)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "image/Exceptions.h"
+#include "image/FilterList.h"
 #include "image/ImageOps.h"
 #include "image/Rect.h"
 #include "image/SharedRef.h"
@@ -164,8 +165,12 @@ public:
         return true;
     }
 
-    std::vector<FilterBase*> inputs;  // the images this filter reads, in order
-    std::vector<FilterBase*> outputs; // the filters reading this one
+    // The links of a filter; a whole graph, walked in some order.
+    using Links = FilterList<FilterBase*, 4>;
+    using Graph = FilterList<FilterBase*, 16>;
+
+    Links inputs;  // the images this filter reads, in order
+    Links outputs; // the filters reading this one
     std::string label;
     Rect needed = kEmptyRect;       // what the graph needs of this filter's output
     Rect renderWindow = kEmptyRect; // the whole graph's render window

@@ -63,7 +63,7 @@ public:
 // so that a filter read by one reachable filter is not taken for a shared
 // one (by the evaluation, and by the rewriting's rules).
 template <class Host>
-void pruneOutputs(const std::vector<FilterBase<Host>*>& reachable) {
+void pruneOutputs(const typename FilterBase<Host>::Graph& reachable) {
     const FilterSet<FilterBase<Host>> keep(reachable.begin(), reachable.end());
     for (FilterBase<Host>* filter : reachable) {
         auto& outputs = filter->outputs;
@@ -78,7 +78,8 @@ void pruneOutputs(const std::vector<FilterBase<Host>*>& reachable) {
 template <class Host>
 class GraphLinks {
 public:
-    explicit GraphLinks(const std::vector<FilterBase<Host>*>& filters) {
+    explicit GraphLinks(const typename FilterBase<Host>::Graph& filters) {
+        saved_.reserve(filters.size());
         for (FilterBase<Host>* f : filters)
             saved_.push_back({f, f->inputs, f->outputs});
     }
@@ -94,7 +95,7 @@ public:
 private:
     struct Saved {
         FilterBase<Host>* filter;
-        std::vector<FilterBase<Host>*> inputs, outputs;
+        typename FilterBase<Host>::Links inputs, outputs;
     };
     std::vector<Saved> saved_;
 };
@@ -128,14 +129,15 @@ private:
     }
 
     // The graph's filters, each after every filter that reads it.
-    std::vector<FilterBase<Host>*> usersFirst() const {
-        std::vector<FilterBase<Host>*> order;
+    typename FilterBase<Host>::Graph usersFirst() const {
+        typename FilterBase<Host>::Graph order;
         FilterSet<FilterBase<Host>> seen;
         visit(root_, seen, order);
-        return {order.rbegin(), order.rend()};
+        std::reverse(order.begin(), order.end());
+        return order;
     }
     static void visit(FilterBase<Host>* f, FilterSet<FilterBase<Host>>& seen,
-                      std::vector<FilterBase<Host>*>& order) {
+                      typename FilterBase<Host>::Graph& order) {
         if (!seen.insert(f))
             return;
         for (FilterBase<Host>* input : f->inputs)
@@ -143,7 +145,7 @@ private:
         order.push_back(f);
     }
 
-    void pruneUnreachable() { pruneOutputs(usersFirst()); }
+    void pruneUnreachable() { pruneOutputs<Host>(usersFirst()); }
 
     // Makes the readers of `old` read `by` instead.
     void replace(FilterBase<Host>& old, FilterBase<Host>& by) {

@@ -451,7 +451,7 @@ TEST(Evaluate, OutputsOutsideTheGraphAreForgotten) {
     connect(elsewhere, input);
     VX::Image::evaluate<Bridge>(root, b.bridge, argsFor(out.image.bounds, out.image));
 
-    EXPECT_EQ(input.outputs, std::vector<Base*>{&root});
+    EXPECT_EQ(input.outputs, Base::Links{&root});
     EXPECT_EQ(input.destinationData, out.at(0, 0)); // no longer shared: in place
     EXPECT_EQ(elsewhere.processCalls, 0);
     expectPixels(out, out.image.bounds, [](int x, int y, int c) { return plus(x, y, c, 3); });

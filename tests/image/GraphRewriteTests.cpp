@@ -104,11 +104,11 @@ TEST_P(RewriteRules, RewriteAndPutBack) {
     FilterLayer<Bridge> layer(nullptr, VX::Rect{0, 0, 16, 16});
     FilterBase<Bridge>* root = buildStencil(g, layer, c.stencil);
     const std::string built = describe(*root);
-    std::vector<std::vector<FilterBase<Bridge>*>> outputs;
+    std::vector<FilterBase<Bridge>::Links> outputs;
     for (auto& f : g)
         outputs.push_back(f->outputs);
     {
-        const std::vector<FilterBase<Bridge>*> reachable = reachableFilters(*root);
+        const FilterBase<Bridge>::Graph reachable = reachableFilters(*root);
         GraphLinks<Bridge> links(reachable);
         GraphRewrite<Bridge> rewrite;
         EXPECT_EQ(describe(*rewrite.apply(*root)), c.rewritten);
