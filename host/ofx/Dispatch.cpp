@@ -3,6 +3,7 @@
 #include "host/ofx/Error.h"
 #include "host/ofx/Host.h"
 
+#include <cstddef>
 #include <cstring>
 #include <exception>
 #include <new>
@@ -17,7 +18,12 @@ namespace {
 using Operation = OfxStatus (Host::*)();
 
 struct Action {
+    template <std::size_t N>
+    constexpr Action(const char (&text)[N], Operation op, bool openGL)
+        : name(text), length(N - 1), operation(op), needsOpenGL(openGL) {}
+
     const char* name;
+    std::size_t length;
     Operation operation;
     // Only reachable while the host's OpenGL render suite is in use.
     bool needsOpenGL;
@@ -56,8 +62,11 @@ const Action kActions[] = {
 OfxStatus run(Host& effect, const char* action) {
     if (action == nullptr)
         return kOfxStatOK;
+    // Most names differ in length: only those of the same length are
+    // compared.
+    const std::size_t length = std::strlen(action);
     for (const Action& a : kActions) {
-        if (std::strcmp(action, a.name) != 0)
+        if (a.length != length || std::memcmp(action, a.name, length) != 0)
             continue;
         if (a.needsOpenGL && effect.openGLRenderSuite() == nullptr)
             break;

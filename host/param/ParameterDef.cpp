@@ -1,5 +1,7 @@
 #include "host/param/ParameterDef.h"
 
+#include <utility>
+
 namespace VX {
 namespace Host {
 namespace Param {
@@ -53,14 +55,15 @@ ParameterDef makeRecord(std::uint32_t type, const std::string& name, std::uint32
     return def;
 }
 
-void setRange(ParameterDef& def, const ParamValue& defaultValue, const ParamValue& min,
-              const ParamValue& max, const ParamValue& displayMin, const ParamValue& displayMax) {
+// Takes the values by value: the makers pass temporaries, which move in.
+void setRange(ParameterDef& def, ParamValue defaultValue, ParamValue min, ParamValue max,
+              ParamValue displayMin, ParamValue displayMax) {
     def.value = defaultValue;
-    def.defaultValue = defaultValue;
-    def.min = min;
-    def.max = max;
-    def.displayMin = displayMin;
-    def.displayMax = displayMax;
+    def.defaultValue = std::move(defaultValue);
+    def.min = std::move(min);
+    def.max = std::move(max);
+    def.displayMin = std::move(displayMin);
+    def.displayMax = std::move(displayMax);
 }
 
 } // namespace
