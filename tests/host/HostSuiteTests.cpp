@@ -305,8 +305,12 @@ TEST(HandleRegistry, AnAddressRegisteredAgainAsAnotherKindLosesTheFirstKind) {
 
 // Checks are answered from a per-thread memory of recent answers: more
 // handles than it has room for, each asked about as its own kind and as
-// another, twice, then half of them removed by another thread.
-TEST(HandleRegistry, RecentAnswersNeverOutliveARemovalOrMixUpHandles) {
+// another, twice; then another thread removes some of them (a few, about as
+// many as the registry remembers losing, or more) and registers some of
+// those again as the other kind.
+class RecentHandles : public ::testing::TestWithParam<std::size_t> {};
+
+TEST_P(RecentHandles, AnswersNeverOutliveARemovalOrMixUpHandles) {
     namespace handles = ofxhost::handles;
     using ofxhost::HandleKind;
     // Sixteen bytes apart, as separate host objects are.
@@ -320,6 +324,13 @@ TEST(HandleRegistry, RecentAnswersNeverOutliveARemovalOrMixUpHandles) {
     const auto other = [](HandleKind k) {
         return k == HandleKind::Param ? HandleKind::Clip : HandleKind::Param;
     };
+    const std::size_t removed = GetParam();
+    // Every other handle among the last 2 * removed asked about (those
+    // remembered); every fourth comes back.
+    const auto isRemoved = [&](std::size_t i) {
+        return i % 2 == 0 && i + 2 * removed >= objects.size();
+    };
+    const auto comesBack = [&](std::size_t i) { return isRemoved(i) && i % 4 == 0; };
     for (std::size_t i = 0; i < objects.size(); ++i)
         handles::add(&objects[i], kindOf(i));
     for (int pass = 0; pass < 2; ++pass)
@@ -328,17 +339,24 @@ TEST(HandleRegistry, RecentAnswersNeverOutliveARemovalOrMixUpHandles) {
             ASSERT_FALSE(handles::valid(&objects[i], other(kindOf(i)))) << i;
         }
     std::thread([&] {
-        for (std::size_t i = 0; i < objects.size(); i += 2)
-            handles::remove(&objects[i]);
+        for (std::size_t i = 0; i < objects.size(); ++i)
+            if (isRemoved(i))
+                handles::remove(&objects[i]);
+        for (std::size_t i = 0; i < objects.size(); ++i)
+            if (comesBack(i))
+                handles::add(&objects[i], other(kindOf(i)));
     }).join();
     // Last asked about first: those this thread remembers.
     for (std::size_t i = objects.size(); i-- > 0;) {
-        EXPECT_EQ(handles::valid(&objects[i], kindOf(i)), i % 2 == 1) << i;
-        EXPECT_FALSE(handles::valid(&objects[i], other(kindOf(i)))) << i;
+        const HandleKind kind = kindOf(i);
+        EXPECT_EQ(handles::valid(&objects[i], kind), !isRemoved(i)) << i;
+        EXPECT_EQ(handles::valid(&objects[i], other(kind)), comesBack(i)) << i;
     }
-    for (std::size_t i = 1; i < objects.size(); i += 2)
+    for (std::size_t i = 0; i < objects.size(); ++i)
         handles::remove(&objects[i]);
 }
+
+INSTANTIATE_TEST_SUITE_P(Removals, RecentHandles, ::testing::Values(1, 2, 31, 63, 64, 65, 150));
 
 // --- counted calls -------------------------------------------------------------
 

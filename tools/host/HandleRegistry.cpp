@@ -15,9 +15,19 @@ namespace {
 struct Registry {
     std::shared_mutex mutex;
     std::unordered_map<const void*, HandleKind> objects;
-    // Bumped, under the lock, after every change that can make a handle
-    // found valid before invalid now: a removal, or a kind replaced.
+    // The addresses that lost their kind (removed, or given another), the
+    // last kLog of them, loss n at n % kLog; written under the lock.
+    static constexpr std::size_t kLog = 64;
+    const void* lost[kLog] = {};
+    // Losses so far, bumped under the lock after each entry of `lost`.
     std::atomic<std::uint64_t> losses{0};
+
+    // Under the unique lock.
+    void noteLoss(const void* object) {
+        const std::uint64_t n = losses.load(std::memory_order_relaxed);
+        lost[n % kLog] = object;
+        losses.store(n + 1, std::memory_order_release);
+    }
 };
 
 Registry& registry() {
@@ -27,28 +37,26 @@ Registry& registry() {
     return *instance;
 }
 
-// The handles this thread has found valid since the registry last lost
-// one: a plug-in asks about the same few dozen handles call after call, and
-// while nothing has been removed, a handle found once is still there. Each
-// handle has one slot, picked from its address.
+// The handles this thread has found valid, and their kinds: a plug-in asks
+// about the same few dozen handles call after call, and a handle found once
+// is still there until the registry loses it. Each handle has one slot,
+// picked from its address.
 struct RecentHandles {
-    static constexpr std::size_t kSize = 64;
-    std::uint64_t losses = ~std::uint64_t(0);
+    static constexpr std::size_t kSize = 256;
+    // The registry's losses this memory has caught up with.
+    std::uint64_t losses = 0;
     const void* objects[kSize] = {};
     HandleKind kinds[kSize] = {};
 
+    // The top eight bits of a multiplicative hash of the address: heap
+    // objects a few dozen bytes apart spread over the whole table.
     static std::size_t slot(const void* object) {
-        const auto address = reinterpret_cast<std::uintptr_t>(object);
-        return ((address >> 4) ^ (address >> 10)) % kSize;
+        static_assert(kSize == 256, "eight bits of hash");
+        const auto address = static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(object));
+        return static_cast<std::size_t>((address * 0x9E3779B97F4A7C15ull) >> 56);
     }
     // The kind `object` was found with, or null when it is not here.
-    const HandleKind* find(const void* object, std::uint64_t now) {
-        if (now != losses) {
-            losses = now;
-            for (const void*& o : objects)
-                o = nullptr;
-            return nullptr;
-        }
+    const HandleKind* find(const void* object) const {
         const std::size_t i = slot(object);
         return objects[i] == object ? &kinds[i] : nullptr;
     }
@@ -56,6 +64,24 @@ struct RecentHandles {
         const std::size_t i = slot(object);
         objects[i] = object;
         kinds[i] = kind;
+    }
+    // Forgets what the registry has lost since this memory last looked:
+    // those addresses only, while its log still holds them all.
+    void catchUp(Registry& r) {
+        std::shared_lock<std::shared_mutex> lock(r.mutex);
+        const std::uint64_t now = r.losses.load(std::memory_order_relaxed);
+        if (now - losses > Registry::kLog) {
+            for (const void*& o : objects)
+                o = nullptr;
+        } else {
+            for (std::uint64_t n = losses; n != now; ++n) {
+                const void* gone = r.lost[n % Registry::kLog];
+                const std::size_t i = slot(gone);
+                if (objects[i] == gone)
+                    objects[i] = nullptr;
+            }
+        }
+        losses = now;
     }
 };
 
@@ -69,7 +95,7 @@ void add(const void* object, HandleKind kind) {
     const auto placed = r.objects.emplace(object, kind);
     if (!placed.second && placed.first->second != kind) {
         placed.first->second = kind;
-        r.losses.fetch_add(1);
+        r.noteLoss(object);
     }
 }
 
@@ -77,28 +103,28 @@ void remove(const void* object) noexcept {
     Registry& r = registry();
     std::unique_lock<std::shared_mutex> lock(r.mutex);
     if (r.objects.erase(object) != 0)
-        r.losses.fetch_add(1);
+        r.noteLoss(object);
 }
 
-bool valid(const void* object, HandleKind kind) noexcept {
+bool lookup(const void* object, HandleKind& kind) noexcept {
     if (object == nullptr) {
         return false;
     }
     Registry& r = registry();
-    // Read before the lookup: a loss after it makes the next check look
-    // again.
-    const std::uint64_t losses = r.losses.load();
-    // A handle has one kind: one found with another is not of this kind
-    // (a change of kind counts as a loss). Host calls that take handles of
-    // two kinds (descriptor or instance) ask this way first.
-    if (const HandleKind* known = recent.find(object, losses))
-        return *known == kind;
+    // A loss that comes after this catch-up is seen at the next look-up.
+    if (r.losses.load(std::memory_order_acquire) != recent.losses)
+        recent.catchUp(r);
+    if (const HandleKind* known = recent.find(object)) {
+        kind = *known;
+        return true;
+    }
     std::shared_lock<std::shared_mutex> lock(r.mutex);
     const auto it = r.objects.find(object);
     if (it == r.objects.end())
         return false;
     recent.keep(object, it->second);
-    return it->second == kind;
+    kind = it->second;
+    return true;
 }
 
 } // namespace handles

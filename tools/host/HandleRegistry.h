@@ -25,7 +25,13 @@ namespace handles {
 
 void add(const void* object, HandleKind kind);
 void remove(const void* object) noexcept;
-bool valid(const void* object, HandleKind kind) noexcept;
+// Whether `object` is registered, and as what: one look-up for a call that
+// takes a handle of several kinds.
+bool lookup(const void* object, HandleKind& kind) noexcept;
+inline bool valid(const void* object, HandleKind kind) noexcept {
+    HandleKind found = kind;
+    return lookup(object, found) && found == kind;
+}
 
 } // namespace handles
 

@@ -863,7 +863,10 @@ void EffectInstance::forgetImage(PropertySet* image) {
 }
 
 OfxStatus EffectInstance::releaseImage(OfxPropertySetHandle image) {
-    PropertySet* set = PropertySet::fromHandle(image);
+    return releaseImageSet(PropertySet::fromHandle(image));
+}
+
+OfxStatus EffectInstance::releaseImageSet(PropertySet* set) {
     if (set == nullptr) {
         return kOfxStatErrBadHandle;
     }

@@ -319,6 +319,8 @@ public:
     OfxStatus getImage(ClipInstance& clip, OfxTime time, const OfxRectD* region,
                        OfxPropertySetHandle* image);
     static OfxStatus releaseImage(OfxPropertySetHandle image);
+    // The same for the set behind a handle already looked up (null: none).
+    static OfxStatus releaseImageSet(PropertySet* image);
     OfxStatus regionOfDefinition(ClipInstance& clip, OfxTime time, OfxRectD* rod);
 
     // --- abort ----------------------------------------------------------

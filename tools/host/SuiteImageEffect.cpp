@@ -11,61 +11,63 @@ namespace {
 // --- image effect suite ------------------------------------------------------
 
 // The host of an effect handle, descriptor or instance.
-Host* effectHost(const void* handle) {
-    if (EffectDescriptor* d = EffectDescriptor::fromHandle(handle)) {
+Host* effectHost(const Handle& effect) {
+    if (EffectDescriptor* d = effect.effectDescriptor()) {
         return &d->host();
     }
-    if (EffectInstance* i = EffectInstance::fromHandle(handle)) {
+    if (EffectInstance* i = effect.effectInstance()) {
         return &i->host();
     }
     return Host::current();
 }
 
-Host* clipHost(const void* handle) {
-    if (ClipDescriptor* d = ClipDescriptor::fromHandle(handle)) {
+Host* clipHost(const Handle& clip) {
+    if (ClipDescriptor* d = clip.clipDescriptor()) {
         return &d->host();
     }
-    if (ClipInstance* c = ClipInstance::fromHandle(handle)) {
+    if (ClipInstance* c = clip.clipInstance()) {
         return &c->effect().host();
     }
     return Host::current();
 }
 
-OfxStatus getPropertySet(OfxImageEffectHandle effect, OfxPropertySetHandle* props) {
+OfxStatus getPropertySet(OfxImageEffectHandle handle, OfxPropertySetHandle* props) {
+    const Handle effect(handle);
     OFXHOST_INJECT_ALLOCATOR(effectHost(effect), "OfxImageEffectSuite.getPropertySet", props);
     PropertySet* set = nullptr;
-    if (EffectDescriptor* d = EffectDescriptor::fromHandle(effect)) {
+    if (EffectDescriptor* d = effect.effectDescriptor()) {
         set = &d->properties();
-    } else if (EffectInstance* i = EffectInstance::fromHandle(effect)) {
+    } else if (EffectInstance* i = effect.effectInstance()) {
         set = &i->properties();
     }
     return answerPropertySet(set, props);
 }
 
-OfxStatus getParamSet(OfxImageEffectHandle effect, OfxParamSetHandle* paramSet) {
+OfxStatus getParamSet(OfxImageEffectHandle handle, OfxParamSetHandle* paramSet) {
+    const Handle effect(handle);
     OFXHOST_INJECT_ALLOCATOR(effectHost(effect), "OfxImageEffectSuite.getParamSet", paramSet);
-    OfxParamSetHandle handle = nullptr;
-    if (EffectDescriptor* d = EffectDescriptor::fromHandle(effect)) {
-        handle = d->params().handle();
-    } else if (EffectInstance* i = EffectInstance::fromHandle(effect)) {
-        handle = i->params().handle();
+    OfxParamSetHandle params = nullptr;
+    if (EffectDescriptor* d = effect.effectDescriptor()) {
+        params = d->params().handle();
+    } else if (EffectInstance* i = effect.effectInstance()) {
+        params = i->params().handle();
     } else {
         return kOfxStatErrBadHandle;
     }
     if (paramSet == nullptr) {
         return kOfxStatErrValue;
     }
-    *paramSet = handle;
+    *paramSet = params;
     return kOfxStatOK;
 }
 
-OfxStatus clipDefine(OfxImageEffectHandle effect, const char* name, OfxPropertySetHandle* props) {
+OfxStatus clipDefine(OfxImageEffectHandle handle, const char* name, OfxPropertySetHandle* props) {
+    const Handle effect(handle);
     OFXHOST_INJECT_ALLOCATOR(effectHost(effect), "OfxImageEffectSuite.clipDefine", props);
-    EffectDescriptor* d = EffectDescriptor::fromHandle(effect);
+    EffectDescriptor* d = effect.effectDescriptor();
     if (d == nullptr) {
         // Instances have the clips their context descriptor defined.
-        return EffectInstance::fromHandle(effect) != nullptr ? kOfxStatErrUnsupported
-                                                             : kOfxStatErrBadHandle;
+        return effect.effectInstance() != nullptr ? kOfxStatErrUnsupported : kOfxStatErrBadHandle;
     }
     ClipDescriptor* clip = nullptr;
     const OfxStatus st = d->defineClip(name, &clip);
@@ -75,78 +77,81 @@ OfxStatus clipDefine(OfxImageEffectHandle effect, const char* name, OfxPropertyS
     return st;
 }
 
-OfxStatus clipGetHandle(OfxImageEffectHandle effect, const char* name, OfxImageClipHandle* clip,
+OfxStatus clipGetHandle(OfxImageEffectHandle handle, const char* name, OfxImageClipHandle* clip,
                         OfxPropertySetHandle* props) {
     if (props != nullptr) {
         *props = nullptr;
     }
+    const Handle effect(handle);
     OFXHOST_INJECT_ALLOCATOR(effectHost(effect), "OfxImageEffectSuite.clipGetHandle", clip);
-    OfxImageClipHandle handle = nullptr;
+    OfxImageClipHandle found = nullptr;
     PropertySet* set = nullptr;
-    if (EffectDescriptor* d = EffectDescriptor::fromHandle(effect)) {
+    if (EffectDescriptor* d = effect.effectDescriptor()) {
         if (ClipDescriptor* c = name != nullptr ? d->clip(name) : nullptr) {
-            handle = c->handle();
+            found = c->handle();
             set = &c->properties();
         }
-    } else if (EffectInstance* i = EffectInstance::fromHandle(effect)) {
+    } else if (EffectInstance* i = effect.effectInstance()) {
         if (ClipInstance* c = name != nullptr ? i->findClip(name) : nullptr) {
-            handle = c->handle();
+            found = c->handle();
             set = &c->properties();
         }
     } else {
         return kOfxStatErrBadHandle;
     }
-    return answerLookup(handle, set, clip, props);
+    return answerLookup(found, set, clip, props);
 }
 
-OfxStatus clipGetPropertySet(OfxImageClipHandle clip, OfxPropertySetHandle* props) {
+OfxStatus clipGetPropertySet(OfxImageClipHandle handle, OfxPropertySetHandle* props) {
+    const Handle clip(handle);
     OFXHOST_INJECT_ALLOCATOR(clipHost(clip), "OfxImageEffectSuite.clipGetPropertySet", props);
     PropertySet* set = nullptr;
-    if (ClipDescriptor* d = ClipDescriptor::fromHandle(clip)) {
+    if (ClipDescriptor* d = clip.clipDescriptor()) {
         set = &d->properties();
-    } else if (ClipInstance* c = ClipInstance::fromHandle(clip)) {
+    } else if (ClipInstance* c = clip.clipInstance()) {
         set = &c->properties();
     }
     return answerPropertySet(set, props);
 }
 
-OfxStatus clipGetImage(OfxImageClipHandle clip, OfxTime time, const OfxRectD* region,
+OfxStatus clipGetImage(OfxImageClipHandle handle, OfxTime time, const OfxRectD* region,
                        OfxPropertySetHandle* image) {
     if (image != nullptr) {
         *image = nullptr;
     }
+    const Handle clip(handle);
     OFXHOST_INJECT_ALLOCATOR(clipHost(clip), "OfxImageEffectSuite.clipGetImage", image);
-    if (ClipInstance* c = ClipInstance::fromHandle(clip)) {
+    if (ClipInstance* c = clip.clipInstance()) {
         return c->effect().getImage(*c, time, region, image);
     }
     // A descriptor has no frames.
-    return ClipDescriptor::fromHandle(clip) != nullptr ? kOfxStatErrUnsupported
-                                                       : kOfxStatErrBadHandle;
+    return clip.clipDescriptor() != nullptr ? kOfxStatErrUnsupported : kOfxStatErrBadHandle;
 }
 
 OfxStatus clipReleaseImage(OfxPropertySetHandle image) {
     PropertySet* set = PropertySet::fromHandle(image);
     OFXHOST_INJECT(set != nullptr && set->owner() != nullptr ? set->owner() : Host::current(),
                    "OfxImageEffectSuite.clipReleaseImage");
-    return EffectInstance::releaseImage(image);
+    return EffectInstance::releaseImageSet(set);
 }
 
-OfxStatus clipGetRegionOfDefinition(OfxImageClipHandle clip, OfxTime time, OfxRectD* rod) {
+OfxStatus clipGetRegionOfDefinition(OfxImageClipHandle handle, OfxTime time, OfxRectD* rod) {
+    const Handle clip(handle);
     OFXHOST_INJECT(clipHost(clip), "OfxImageEffectSuite.clipGetRegionOfDefinition");
-    if (ClipInstance* c = ClipInstance::fromHandle(clip)) {
+    if (ClipInstance* c = clip.clipInstance()) {
         return c->effect().regionOfDefinition(*c, time, rod);
     }
-    return ClipDescriptor::fromHandle(clip) != nullptr ? kOfxStatErrUnsupported
-                                                       : kOfxStatErrBadHandle;
+    return clip.clipDescriptor() != nullptr ? kOfxStatErrUnsupported : kOfxStatErrBadHandle;
 }
 
 int abortRender(OfxImageEffectHandle effect) {
-    EffectInstance* i = EffectInstance::fromHandle(effect);
+    EffectInstance* i = Handle(effect).effectInstance();
     return i != nullptr ? i->abortQuery() : 0;
 }
 
-OfxStatus imageMemoryAlloc(OfxImageEffectHandle effect, size_t bytes,
+OfxStatus imageMemoryAlloc(OfxImageEffectHandle handle, size_t bytes,
                            OfxImageMemoryHandle* memory) {
+    const Handle effect(handle);
     Host* host = effectHost(effect);
     OFXHOST_INJECT_ALLOCATOR(host, "OfxImageEffectSuite.imageMemoryAlloc", memory);
     if (memory == nullptr) {
@@ -154,8 +159,7 @@ OfxStatus imageMemoryAlloc(OfxImageEffectHandle effect, size_t bytes,
     }
     *memory = nullptr;
     // The effect handle is optional; when given it must be one of ours.
-    if (effect != nullptr && EffectInstance::fromHandle(effect) == nullptr &&
-        EffectDescriptor::fromHandle(effect) == nullptr) {
+    if (handle != nullptr && !effect.isEffect()) {
         return kOfxStatErrBadHandle;
     }
     if (host == nullptr) {

@@ -9,33 +9,32 @@
 namespace ofxhost {
 namespace detail {
 
-Host* hostFor(const void* handle) noexcept {
-    if (EffectDescriptor* e = EffectDescriptor::fromHandle(handle)) {
+Host* hostFor(const Handle& handle) noexcept {
+    if (EffectDescriptor* e = handle.effectDescriptor()) {
         return &e->host();
     }
-    if (EffectInstance* i = EffectInstance::fromHandle(handle)) {
+    if (EffectInstance* i = handle.effectInstance()) {
         return &i->host();
     }
-    if (ClipInstance* ci = ClipInstance::fromHandle(handle)) {
+    if (ClipInstance* ci = handle.clipInstance()) {
         return &ci->effect().host();
     }
-    if (InstanceParamSet* is = InstanceParamSet::fromHandle(handle)) {
+    if (InstanceParamSet* is = handle.instanceParamSet()) {
         return &is->effect().host();
     }
-    if (ParamInstance* pi = ParamInstance::fromHandle(handle)) {
+    if (ParamInstance* pi = handle.paramInstance()) {
         return &pi->effect().host();
     }
-    if (ClipDescriptor* c = ClipDescriptor::fromHandle(handle)) {
+    if (ClipDescriptor* c = handle.clipDescriptor()) {
         return &c->host();
     }
-    if (ParamSet* s = ParamSet::fromHandle(handle)) {
+    if (ParamSet* s = handle.paramSet()) {
         return &s->host();
     }
-    if (ParamDescriptor* p = ParamDescriptor::fromHandle(handle)) {
+    if (ParamDescriptor* p = handle.paramDescriptor()) {
         return &p->host();
     }
-    if (PropertySet* ps =
-            PropertySet::fromHandle(static_cast<OfxPropertySetHandle>(const_cast<void*>(handle)))) {
+    if (PropertySet* ps = handle.propertySet()) {
         if (ps->owner() != nullptr) {
             return ps->owner();
         }
@@ -44,11 +43,6 @@ Host* hostFor(const void* handle) noexcept {
 }
 
 namespace {
-
-bool isEffect(const void* handle) {
-    return EffectDescriptor::fromHandle(handle) != nullptr ||
-           EffectInstance::fromHandle(handle) != nullptr;
-}
 
 // The plug-in's printf-style message and its arguments, as one text.
 __attribute__((format(printf, 1, 0))) std::string format(const char* fmt, va_list args) {
@@ -72,13 +66,14 @@ std::optional<std::string> optionalText(const char* s) {
 // --- memory suite ---------------------------------------------------------------
 
 OfxStatus memoryAlloc(void* handle, size_t bytes, void** data) {
-    Host* host = hostFor(handle);
+    const Handle effect(handle);
+    Host* host = hostFor(effect);
     OFXHOST_INJECT_ALLOCATOR(host, "OfxMemorySuite.memoryAlloc", data);
     if (data == nullptr) {
         return kOfxStatErrValue;
     }
     *data = nullptr;
-    if (handle != nullptr && !isEffect(handle)) {
+    if (handle != nullptr && !effect.isEffect()) {
         return kOfxStatErrBadHandle;
     }
     if (host == nullptr) {
@@ -106,13 +101,14 @@ __attribute__((format(printf, 6, 0))) OfxStatus postMessage(int version, Message
                                                             void* handle, const char* type,
                                                             const char* id, const char* fmt,
                                                             va_list args) {
-    Host* host = hostFor(handle);
+    const Handle effect(handle);
+    Host* host = hostFor(effect);
     const bool persistent = kind == MessageRecord::Kind::Persistent;
     OFXHOST_INJECT(host,
                    persistent ? "OfxMessageSuite.setPersistentMessage" : "OfxMessageSuite.message");
     // A transient message may have no handle; a persistent one belongs to an
     // effect.
-    if ((handle != nullptr || persistent) && !isEffect(handle)) {
+    if ((handle != nullptr || persistent) && !effect.isEffect()) {
         return kOfxStatErrBadHandle;
     }
     if (type == nullptr || fmt == nullptr) {
@@ -161,9 +157,10 @@ setPersistentMessage(void* handle, const char* type, const char* id, const char*
 }
 
 OfxStatus clearPersistentMessage(void* handle) {
-    Host* host = hostFor(handle);
+    const Handle effect(handle);
+    Host* host = hostFor(effect);
     OFXHOST_INJECT(host, "OfxMessageSuite.clearPersistentMessage");
-    if (!isEffect(handle)) {
+    if (!effect.isEffect()) {
         return kOfxStatErrBadHandle;
     }
     MessageRecord record;
@@ -181,9 +178,10 @@ const OfxMessageSuiteV2 kMessageSuiteV2 = {messageV2, setPersistentMessage, clea
 
 OfxStatus progress(int version, ProgressRecord::Kind kind, void* handle, const char* label,
                    const char* id, double value, const char* call) {
-    Host* host = hostFor(handle);
+    const Handle effect(handle);
+    Host* host = hostFor(effect);
     OFXHOST_INJECT(host, call);
-    if (!isEffect(handle)) {
+    if (!effect.isEffect()) {
         return kOfxStatErrBadHandle;
     }
     ProgressRecord record;
@@ -195,7 +193,7 @@ OfxStatus progress(int version, ProgressRecord::Kind kind, void* handle, const c
     record.value = value;
     // A user who cancelled the instance's renders (Ctrl-C in ofx-render)
     // is heard at the plug-in's next progress update.
-    const EffectInstance* instance = EffectInstance::fromHandle(handle);
+    const EffectInstance* instance = effect.effectInstance();
     return host->recordProgress(std::move(record),
                                 instance != nullptr && instance->cancelRequested());
 }

@@ -12,21 +12,21 @@ namespace detail {
 
 namespace {
 
-Host* paramSetHost(const void* handle) {
-    if (ParamSet* s = ParamSet::fromHandle(handle)) {
+Host* paramSetHost(const Handle& paramSet) {
+    if (ParamSet* s = paramSet.paramSet()) {
         return &s->host();
     }
-    if (InstanceParamSet* i = InstanceParamSet::fromHandle(handle)) {
+    if (InstanceParamSet* i = paramSet.instanceParamSet()) {
         return &i->effect().host();
     }
     return Host::current();
 }
 
-Host* paramHost(const void* handle) {
-    if (ParamDescriptor* d = ParamDescriptor::fromHandle(handle)) {
+Host* paramHost(const Handle& param) {
+    if (ParamDescriptor* d = param.paramDescriptor()) {
         return &d->host();
     }
-    if (ParamInstance* i = ParamInstance::fromHandle(handle)) {
+    if (ParamInstance* i = param.paramInstance()) {
         return &i->effect().host();
     }
     return Host::current();
@@ -35,16 +35,16 @@ Host* paramHost(const void* handle) {
 // The instance behind a value call's handle, after failure injection; null
 // with `status` set when the call must stop (a descriptor has no value).
 ParamInstance* valueTarget(OfxParamHandle handle, const char* call, OfxStatus& status) {
-    if (Host* host = paramHost(handle)) {
+    const Handle param(handle);
+    if (Host* host = paramHost(param)) {
         if (auto injected = host->injectedFailure(call)) {
             status = injectedStatus(*injected);
             return nullptr;
         }
     }
-    ParamInstance* p = ParamInstance::fromHandle(handle);
+    ParamInstance* p = param.paramInstance();
     if (p == nullptr) {
-        status = ParamDescriptor::fromHandle(handle) != nullptr ? kOfxStatErrUnsupported
-                                                                : kOfxStatErrBadHandle;
+        status = param.paramDescriptor() != nullptr ? kOfxStatErrUnsupported : kOfxStatErrBadHandle;
     }
     return p;
 }
@@ -125,14 +125,15 @@ OfxStatus writeValue(ParamInstance& p, std::optional<OfxTime> time, va_list& arg
     return st;
 }
 
-OfxStatus paramDefine(OfxParamSetHandle paramSet, const char* type, const char* name,
+OfxStatus paramDefine(OfxParamSetHandle handle, const char* type, const char* name,
                       OfxPropertySetHandle* props) {
+    const Handle paramSet(handle);
     OFXHOST_INJECT_ALLOCATOR(paramSetHost(paramSet), "OfxParameterSuite.paramDefine", props);
-    ParamSet* set = ParamSet::fromHandle(paramSet);
+    ParamSet* set = paramSet.paramSet();
     if (set == nullptr) {
         // An instance's parameters are those its descriptor defined.
-        return InstanceParamSet::fromHandle(paramSet) != nullptr ? kOfxStatErrUnsupported
-                                                                 : kOfxStatErrBadHandle;
+        return paramSet.instanceParamSet() != nullptr ? kOfxStatErrUnsupported
+                                                      : kOfxStatErrBadHandle;
     }
     ParamDescriptor* param = nullptr;
     const OfxStatus st = set->define(type, name, &param);
@@ -142,48 +143,51 @@ OfxStatus paramDefine(OfxParamSetHandle paramSet, const char* type, const char* 
     return st;
 }
 
-OfxStatus paramGetHandle(OfxParamSetHandle paramSet, const char* name, OfxParamHandle* param,
+OfxStatus paramGetHandle(OfxParamSetHandle handle, const char* name, OfxParamHandle* param,
                          OfxPropertySetHandle* props) {
     if (props != nullptr) {
         *props = nullptr;
     }
+    const Handle paramSet(handle);
     OFXHOST_INJECT_ALLOCATOR(paramSetHost(paramSet), "OfxParameterSuite.paramGetHandle", param);
-    OfxParamHandle handle = nullptr;
+    OfxParamHandle found = nullptr;
     PropertySet* set = nullptr;
-    if (ParamSet* d = ParamSet::fromHandle(paramSet)) {
+    if (ParamSet* d = paramSet.paramSet()) {
         if (ParamDescriptor* p = name != nullptr ? d->find(name) : nullptr) {
-            handle = p->handle();
+            found = p->handle();
             set = &p->properties();
         }
-    } else if (InstanceParamSet* i = InstanceParamSet::fromHandle(paramSet)) {
+    } else if (InstanceParamSet* i = paramSet.instanceParamSet()) {
         if (ParamInstance* p = name != nullptr ? i->find(name) : nullptr) {
-            handle = p->handle();
+            found = p->handle();
             set = &p->properties();
         }
     } else {
         return kOfxStatErrBadHandle;
     }
-    return answerLookup(handle, set, param, props);
+    return answerLookup(found, set, param, props);
 }
 
-OfxStatus paramSetGetPropertySet(OfxParamSetHandle paramSet, OfxPropertySetHandle* props) {
+OfxStatus paramSetGetPropertySet(OfxParamSetHandle handle, OfxPropertySetHandle* props) {
+    const Handle paramSet(handle);
     OFXHOST_INJECT_ALLOCATOR(paramSetHost(paramSet), "OfxParameterSuite.paramSetGetPropertySet",
                              props);
     PropertySet* set = nullptr;
-    if (ParamSet* d = ParamSet::fromHandle(paramSet)) {
+    if (ParamSet* d = paramSet.paramSet()) {
         set = &d->properties();
-    } else if (InstanceParamSet* i = InstanceParamSet::fromHandle(paramSet)) {
+    } else if (InstanceParamSet* i = paramSet.instanceParamSet()) {
         set = &i->properties();
     }
     return answerPropertySet(set, props);
 }
 
-OfxStatus paramGetPropertySet(OfxParamHandle param, OfxPropertySetHandle* props) {
+OfxStatus paramGetPropertySet(OfxParamHandle handle, OfxPropertySetHandle* props) {
+    const Handle param(handle);
     OFXHOST_INJECT_ALLOCATOR(paramHost(param), "OfxParameterSuite.paramGetPropertySet", props);
     PropertySet* set = nullptr;
-    if (ParamDescriptor* d = ParamDescriptor::fromHandle(param)) {
+    if (ParamDescriptor* d = param.paramDescriptor()) {
         set = &d->properties();
-    } else if (ParamInstance* i = ParamInstance::fromHandle(param)) {
+    } else if (ParamInstance* i = param.paramInstance()) {
         set = &i->properties();
     }
     return answerPropertySet(set, props);
@@ -343,22 +347,22 @@ OfxStatus paramCopy(OfxParamHandle to, OfxParamHandle from, OfxTime offset,
     return target->copyFrom(*source, offset, range);
 }
 
-OfxStatus paramEditBegin(OfxParamSetHandle paramSet, const char* name) {
+OfxStatus paramEditBegin(OfxParamSetHandle handle, const char* name) {
+    const Handle paramSet(handle);
     OFXHOST_INJECT(paramSetHost(paramSet), "OfxParameterSuite.paramEditBegin");
-    if (InstanceParamSet* i = InstanceParamSet::fromHandle(paramSet)) {
+    if (InstanceParamSet* i = paramSet.instanceParamSet()) {
         return i->editBegin(name);
     }
-    return ParamSet::fromHandle(paramSet) != nullptr ? kOfxStatErrUnsupported
-                                                     : kOfxStatErrBadHandle;
+    return paramSet.paramSet() != nullptr ? kOfxStatErrUnsupported : kOfxStatErrBadHandle;
 }
 
-OfxStatus paramEditEnd(OfxParamSetHandle paramSet) {
+OfxStatus paramEditEnd(OfxParamSetHandle handle) {
+    const Handle paramSet(handle);
     OFXHOST_INJECT(paramSetHost(paramSet), "OfxParameterSuite.paramEditEnd");
-    if (InstanceParamSet* i = InstanceParamSet::fromHandle(paramSet)) {
+    if (InstanceParamSet* i = paramSet.instanceParamSet()) {
         return i->editEnd();
     }
-    return ParamSet::fromHandle(paramSet) != nullptr ? kOfxStatErrUnsupported
-                                                     : kOfxStatErrBadHandle;
+    return paramSet.paramSet() != nullptr ? kOfxStatErrUnsupported : kOfxStatErrBadHandle;
 }
 
 const OfxParameterSuiteV1 kParameterSuite = {

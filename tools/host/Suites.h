@@ -20,6 +20,41 @@ const OfxProgressSuiteV2* progressSuiteV2();
 const OfxInteractSuiteV1* interactSuite();
 const OfxImageEffectOpenGLRenderSuiteV1* openGLSuite();
 
+// A handle a plug-in passed, looked up once in the registry for all that a
+// call asks of it: which object it is, of which kind, and whose host.
+class Handle {
+public:
+    explicit Handle(const void* handle) noexcept
+        : handle_(handle), known_(handles::lookup(handle, kind_)) {}
+
+    // The object when the handle is one of `kind`, else null.
+    template <class T>
+    T* as(HandleKind kind) const noexcept {
+        return known_ && kind_ == kind ? static_cast<T*>(const_cast<void*>(handle_)) : nullptr;
+    }
+    EffectDescriptor* effectDescriptor() const {
+        return as<EffectDescriptor>(HandleKind::ImageEffect);
+    }
+    EffectInstance* effectInstance() const {
+        return as<EffectInstance>(HandleKind::EffectInstance);
+    }
+    ClipDescriptor* clipDescriptor() const { return as<ClipDescriptor>(HandleKind::Clip); }
+    ClipInstance* clipInstance() const { return as<ClipInstance>(HandleKind::ClipInstance); }
+    ParamSet* paramSet() const { return as<ParamSet>(HandleKind::ParamSet); }
+    InstanceParamSet* instanceParamSet() const {
+        return as<InstanceParamSet>(HandleKind::InstanceParamSet);
+    }
+    ParamDescriptor* paramDescriptor() const { return as<ParamDescriptor>(HandleKind::Param); }
+    ParamInstance* paramInstance() const { return as<ParamInstance>(HandleKind::ParamInstance); }
+    PropertySet* propertySet() const { return as<PropertySet>(HandleKind::PropertySet); }
+    bool isEffect() const { return effectDescriptor() != nullptr || effectInstance() != nullptr; }
+
+private:
+    const void* handle_;
+    HandleKind kind_ = HandleKind::PropertySet;
+    bool known_;
+};
+
 // The implementation of (name, version), or null when there is none.
 const void* findSuite(std::string_view name, int version);
 
@@ -27,7 +62,7 @@ void destroyMutex(void* mutex) noexcept;
 
 // The host a call belongs to: the owner of the object behind `handle` when
 // it is one of ours, else Host::current().
-Host* hostFor(const void* handle) noexcept;
+Host* hostFor(const Handle& handle) noexcept;
 
 // The answer of a get-property-set call once the object is found (`set` is
 // null when the handle was no object of ours).
