@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <memory>
 #include <string>
 #include <vector>
@@ -361,6 +362,55 @@ TEST(PropertySuite, EveryNameFoundAfterRemovalsAndRedefinition) {
     }
     EXPECT_EQ(set.names().size(), names.size() - 10);
     EXPECT_EQ(set.names()[0], names[1]); // defined again where it was
+}
+
+// One buffer asked with one name after another, by a plug-in through the
+// suite and by the host with a string kept for its keys: each call reads,
+// writes or takes out the property the buffer names at that call, known or
+// not, whatever the same address named before.
+TEST(PropertySuite, AReusedBufferIsReadForTheNameItHoldsNow) {
+    Host host;
+    PropertySet set("reused", &host);
+    // Longer, shorter, a prefix, one letter apart; the last is never set.
+    const std::vector<std::string> names{"OfxPropTime", "OfxPropTimeline", "OfxPropTim", "p",
+                                         "OfxPropTimf"};
+    const std::size_t unknown = names.size() - 1;
+    for (std::size_t i = 0; i < unknown; ++i)
+        set.setInt(names[i], int(i));
+    char buffer[32];
+    std::string key;
+    key.reserve(sizeof buffer);
+    const char* const keyText = key.data();
+    for (int round = 0; round < 3; ++round) {
+        for (std::size_t i = 0; i < names.size(); ++i) {
+            std::snprintf(buffer, sizeof buffer, "%s", names[i].c_str());
+            key.assign(names[i]);
+            ASSERT_EQ(key.data(), keyText);
+            int value = -1;
+            const OfxStatus st = suite().propGetInt(set.handle(), buffer, 0, &value);
+            if (i == unknown) {
+                EXPECT_EQ(st, kOfxStatErrUnknown) << names[i];
+                EXPECT_FALSE(set.has(key)) << names[i];
+                continue;
+            }
+            ASSERT_EQ(st, kOfxStatOK) << names[i];
+            EXPECT_EQ(value, int(i) + round * 10) << names[i];
+            EXPECT_EQ(set.getInt(key), int(i) + round * 10) << names[i];
+            ASSERT_EQ(suite().propSetInt(set.handle(), buffer, 0, int(i) + round * 10 + 10),
+                      kOfxStatOK);
+        }
+    }
+    // Taken out right after both found it there.
+    std::snprintf(buffer, sizeof buffer, "%s", names[0].c_str());
+    key.assign(names[0]);
+    int value = -1;
+    ASSERT_EQ(suite().propGetInt(set.handle(), buffer, 0, &value), kOfxStatOK);
+    ASSERT_TRUE(set.has(key));
+    set.remove(key);
+    EXPECT_EQ(suite().propGetInt(set.handle(), buffer, 0, &value), kOfxStatErrUnknown);
+    EXPECT_FALSE(set.has(key));
+    key.assign(names[1]);
+    EXPECT_EQ(set.getInt(key), 31);
 }
 
 // Sets made from one schema read its definitions where they are, yet each

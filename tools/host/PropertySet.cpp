@@ -3,7 +3,9 @@
 #include "Error.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <sstream>
 #include <type_traits>
 #include <utility>
@@ -180,14 +182,58 @@ auto placeIn(Index& index, std::string_view name) {
 
 } // namespace
 
-PropertySet::Property* PropertySet::find(std::string_view name) {
+PropertySet::Property* PropertySet::search(std::string_view name) const {
     const auto it = placeIn(index_, name);
     return it == index_.end() || it->first != name ? nullptr : properties_[it->second].get();
 }
 
-const PropertySet::Property* PropertySet::find(std::string_view name) const {
-    const auto it = placeIn(index_, name);
-    return it == index_.end() || it->first != name ? nullptr : properties_[it->second].get();
+namespace {
+
+// The top four bits of a multiplicative hash of a name's address.
+std::size_t foundRow(const char* name) {
+    const auto address = static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(name));
+    return static_cast<std::size_t>((address * 0x9E3779B97F4A7C15ull) >> 60);
+}
+
+} // namespace
+
+PropertySet::Property* PropertySet::find(std::string_view name) const {
+    static_assert(kRows == 16, "four bits of hash");
+    FoundRow& row = found_[foundRow(name.data())];
+    for (const Found& found : row.ways)
+        if (found.name == name.data() && found.property != nullptr &&
+            found.property->name() == name)
+            return found.property;
+    Property* p = search(name);
+    if (p != nullptr)
+        remember(row, name.data(), p);
+    return p;
+}
+
+PropertySet::Property* PropertySet::find(const char* name) const {
+    FoundRow& row = found_[foundRow(name)];
+    for (const Found& found : row.ways)
+        if (found.name == name && found.property != nullptr &&
+            std::strcmp(name, found.property->nameText()) == 0)
+            return found.property;
+    Property* p = search(name);
+    if (p != nullptr)
+        remember(row, name, p);
+    return p;
+}
+
+void PropertySet::remember(FoundRow& row, const char* name, Property* property) {
+    // The oldest goes; an address found again with another name is moved
+    // to the front with its new property.
+    std::size_t last = kWays - 1;
+    for (std::size_t i = 0; i < kWays; ++i)
+        if (row.ways[i].name == name) {
+            last = i;
+            break;
+        }
+    for (std::size_t i = last; i > 0; --i)
+        row.ways[i] = row.ways[i - 1];
+    row.ways[0] = {name, property};
 }
 
 PropertySet::Property& PropertySet::place(std::unique_ptr<Property> property) {
@@ -661,6 +707,8 @@ void PropertySet::remove(std::string_view name) {
         throw Error("property set '" + label_ + "' has no property '" + std::string(name) + "'");
     }
     const std::size_t gone = it->second;
+    for (FoundRow& row : found_)
+        row = FoundRow();
     properties_.erase(properties_.begin() + static_cast<std::ptrdiff_t>(gone));
     index_.erase(it);
     for (auto& entry : index_) {

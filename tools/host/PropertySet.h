@@ -233,6 +233,7 @@ private:
         PropertyDef ownDef;
 
         std::string_view name() const { return def->name; }
+        const char* nameText() const { return def->name.c_str(); }
         PropType type() const { return def->type; }
         // 0: any number of values.
         int dimension() const { return def->dimension > 0 ? def->dimension : 0; }
@@ -246,8 +247,14 @@ private:
         void reset();
     };
 
-    Property* find(std::string_view name);
-    const Property* find(std::string_view name) const;
+    // The property of that name, or null. Both remember where they found a
+    // name by its address, as plug-ins pass the same literals call after
+    // call; what is found there is compared whole, since the same address
+    // may hold another name by then (a plug-in's reused buffer, a host
+    // string since freed).
+    Property* find(std::string_view name) const;
+    Property* find(const char* name) const;
+    Property* search(std::string_view name) const;
     const Property& require(std::string_view name, PropType type) const;
     // Adds `property` (its definition set) at its defaults, or gives an
     // existing property of that name its definition in its place.
@@ -281,6 +288,19 @@ private:
     // Each property's name (a view of its definition's or its own) in name
     // order, with its place in properties_.
     std::vector<std::pair<std::string_view, std::size_t>> index_;
+    // Names found lately, by address (see find): each address has a row of
+    // kWays places, the newest first. Emptied when a property is removed.
+    struct Found {
+        const char* name = nullptr;
+        Property* property = nullptr;
+    };
+    static constexpr std::size_t kRows = 16;
+    static constexpr std::size_t kWays = 4;
+    struct FoundRow {
+        Found ways[kWays];
+    };
+    mutable FoundRow found_[kRows];
+    static void remember(FoundRow& row, const char* name, Property* property);
     HandleRegistration registration_;
 };
 
