@@ -232,13 +232,7 @@ void Host::clearFailures() {
     updateArmed();
 }
 
-std::optional<OfxStatus> Host::injectedFailure(std::string_view call,
-                                               std::string_view subject) const {
-    if (!armed_.load()) {
-        if (config_.recordCalls)
-            callCount_.fetch_add(1);
-        return std::nullopt;
-    }
+std::optional<OfxStatus> Host::armedFailure(std::string_view call, std::string_view subject) const {
     std::lock_guard<std::mutex> lock(recordMutex_);
     const std::uint64_t number = callCount_.fetch_add(1) + 1;
     if (recordCallNames_) {

@@ -60,7 +60,10 @@ Plugin::Plugin(PluginLibrary& library, int index, const OfxPlugin* record)
     : library_(library), index_(index), record_(record),
       identifier_(text(record->pluginIdentifier)), api_(text(record->pluginApi)),
       apiVersion_(record->apiVersion), versionMajor_(record->pluginVersionMajor),
-      versionMinor_(record->pluginVersionMinor) {}
+      versionMinor_(record->pluginVersionMinor) {
+    loadableRecord_ = api_ == kOfxImageEffectPluginApi &&
+                      apiVersion_ == kOfxImageEffectPluginApiVersion && !identifier_.empty();
+}
 
 Plugin::~Plugin() { detachHost(); }
 
@@ -156,9 +159,8 @@ OfxStatus Plugin::unload() {
 OfxStatus Plugin::action(const char* name, const void* handle, PropertySet* inArgs,
                          PropertySet* outArgs) {
     requireHost(name != nullptr ? name : "a null action");
-    const std::string problem = whyUnusable();
-    if (!problem.empty()) {
-        throw Error(problem);
+    if (!loadableRecord_ || record_->setHost == nullptr || record_->mainEntry == nullptr) {
+        throw Error(whyUnusable());
     }
     Host::CurrentScope scope(host_);
     const ActionFrame frame{name, tlsAction};

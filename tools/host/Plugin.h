@@ -93,6 +93,9 @@ private:
     std::string identifier_;
     std::string api_;
     int apiVersion_ = 0;
+    // The API, its version and the identifier are what this host loads
+    // (worked out once: whyUnusable is asked before every action).
+    bool loadableRecord_ = false;
     unsigned int versionMajor_ = 0;
     unsigned int versionMinor_ = 0;
 
