@@ -464,11 +464,16 @@ void ClipInstance::setFrames(FrameProvider provider) {
     if (provider) {
         first = provider(0.0);
     }
+    std::shared_ptr<const FrameProvider> shared;
+    if (provider) {
+        shared = std::make_shared<const FrameProvider>(std::move(provider));
+    }
+    const bool connected = shared != nullptr;
     {
         std::lock_guard<std::mutex> lock(mutex_);
-        provider_ = std::move(provider);
+        provider_ = std::move(shared);
     }
-    props_.setInt(kOfxImageClipPropConnected, provider_ ? 1 : 0);
+    props_.setInt(kOfxImageClipPropConnected, connected ? 1 : 0);
     if (first.has_value()) {
         props_.setString(kOfxImageEffectPropPixelDepth, first->depth);
         props_.setString(kOfxImageClipPropUnmappedPixelDepth, first->depth);
@@ -482,6 +487,11 @@ void ClipInstance::setFrames(FrameProvider provider) {
 
 FrameProvider ClipInstance::frames() const {
     std::lock_guard<std::mutex> lock(mutex_);
+    return provider_ != nullptr ? *provider_ : FrameProvider();
+}
+
+std::shared_ptr<const FrameProvider> ClipInstance::frameSource() const {
+    std::lock_guard<std::mutex> lock(mutex_);
     return provider_;
 }
 
@@ -490,7 +500,7 @@ bool ClipInstance::connected() const {
         return true;
     }
     std::lock_guard<std::mutex> lock(mutex_);
-    return static_cast<bool>(provider_);
+    return provider_ != nullptr;
 }
 
 // --- EffectInstance --------------------------------------------------------------

@@ -166,6 +166,9 @@ public:
     // properties() afterwards to say otherwise.
     void setFrames(FrameProvider provider);
     FrameProvider frames() const;
+    // The provider itself, shared rather than copied (null when the clip is
+    // not connected): the host asks it for frames many times a render.
+    std::shared_ptr<const FrameProvider> frameSource() const;
     bool connected() const;
 
 private:
@@ -173,7 +176,7 @@ private:
     std::string name_;
     PropertySet props_;
     mutable std::mutex mutex_;
-    FrameProvider provider_;
+    std::shared_ptr<const FrameProvider> provider_;
     HandleRegistration registration_;
 };
 

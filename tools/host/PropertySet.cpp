@@ -718,6 +718,52 @@ void PropertySet::remove(std::string_view name) {
     }
 }
 
+void PropertySet::copyValue(std::string_view name, const PropertySet& from) {
+    const auto missing = [name](const PropertySet& set) {
+        return Error("property set '" + set.label_ + "' has no property '" + std::string(name) +
+                     "'");
+    };
+    if (&from == this) {
+        std::lock_guard<std::mutex> lock(mutex_);
+        if (find(name) == nullptr) {
+            throw missing(*this);
+        }
+        return;
+    }
+    std::scoped_lock lock(mutex_, from.mutex_);
+    const Property* source = from.find(name);
+    if (source == nullptr) {
+        throw missing(from);
+    }
+    Property* target = find(name);
+    if (target == nullptr) {
+        if (fixed_) {
+            throw missing(*this);
+        }
+        target = &addUndefined(name, source->type());
+    }
+    if (target->type() != source->type()) {
+        throw Error("property '" + std::string(name) + "' of set '" + label_ + "' is of type " +
+                    toString(target->type()) + ", not " + toString(source->type()));
+    }
+    const int count = source->size();
+    if (target->dimension() > 0 && count != target->dimension()) {
+        throw Error("property '" + std::string(name) + "' of set '" + label_ + "' has " +
+                    std::to_string(target->dimension()) + " values, not " + std::to_string(count));
+    }
+    target->ints = source->ints;
+    target->doubles = source->doubles;
+    target->pointers = source->pointers;
+    if (target->strings.size() == source->strings.size()) {
+        // Written over in place, as setAll does.
+        for (std::size_t i = 0; i < source->strings.size(); ++i) {
+            target->strings[i] = source->strings[i];
+        }
+    } else {
+        target->strings = source->strings;
+    }
+}
+
 void PropertySet::copyValuesFrom(const PropertySet& other) {
     if (&other == this) {
         return;

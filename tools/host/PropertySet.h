@@ -119,6 +119,9 @@ public:
         const char* text = value.c_str();
         setAll(name, PropType::String, &text, 1);
     }
+    void setString(std::string_view name, const char* value) {
+        setAll(name, PropType::String, &value, 1);
+    }
     void setPointer(std::string_view name, void* value) {
         setAll(name, PropType::Pointer, &value, 1);
     }
@@ -165,6 +168,9 @@ public:
     // Copies the value of every property of `other` that this set has (or,
     // for an open set, creates it).
     void copyValuesFrom(const PropertySet& other);
+    // Gives `name` the value `from` has for it, as setting that value here
+    // would (an open set creates the property), without a copy in between.
+    void copyValue(std::string_view name, const PropertySet& from);
 
 private:
     // The strings of one value: each stays where it is while more are

@@ -11,6 +11,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <unordered_map>
 
 namespace ofxhost {
@@ -54,9 +55,10 @@ private:
 
 namespace {
 
-std::string uniqueId(const std::string& clip, OfxTime time, const void* data) {
-    // "<clip>@<time>:0x<address>", the time written as printf's %.6g writes
-    // it, without printf's cost on every image.
+// Sets the image's unique identifier to "<clip>@<time>:0x<address>", the
+// time written as printf's %.6g writes it, without printf's cost (nor an
+// allocation, for a clip name of common length) on every image.
+void setUniqueId(PropertySet& image, const std::string& clip, OfxTime time, const void* data) {
     char text[64] = {'@'};
     char* const end = text + sizeof text;
     char* at = std::to_chars(text + 1, end, time, std::chars_format::general, 6).ptr;
@@ -64,9 +66,16 @@ std::string uniqueId(const std::string& clip, OfxTime time, const void* data) {
     *at++ = '0';
     *at++ = 'x';
     at = std::to_chars(at, end, reinterpret_cast<std::uintptr_t>(data), 16).ptr;
-    std::string id;
-    id.reserve(clip.size() + std::size_t(at - text));
-    return id.append(clip).append(text, at);
+    const std::size_t tail = std::size_t(at - text);
+    char id[192];
+    if (clip.size() + tail < sizeof id) {
+        std::memcpy(id, clip.data(), clip.size());
+        std::memcpy(id + clip.size(), text, tail);
+        id[clip.size() + tail] = '\0';
+        image.setString(kOfxImagePropUniqueIdentifier, id);
+    } else {
+        image.setString(kOfxImagePropUniqueIdentifier, clip + std::string(text, at));
+    }
 }
 
 bool failed(OfxStatus st) { return st != kOfxStatOK && st != kOfxStatReplyDefault; }
@@ -170,8 +179,8 @@ OfxRectD EffectInstance::defaultRegionOfDefinition(OfxTime time) const {
     // one, the project's extent.
     ClipInstance* source = findClip(kOfxImageEffectSimpleSourceClipName);
     if (source != nullptr && source->connected()) {
-        if (FrameProvider frames = source->frames()) {
-            if (auto desc = frames(time)) {
+        if (const auto frames = source->frameSource()) {
+            if (const auto desc = (*frames)(time)) {
                 const RenderContext* rc = renderFor();
                 return canonical(desc->rod(), rc != nullptr ? rc->renderScale : OfxPointD{1, 1});
             }
@@ -193,11 +202,11 @@ OfxStatus EffectInstance::regionOfDefinition(ClipInstance& clip, OfxTime time, O
                                                        : defaultRegionOfDefinition(time);
         return kOfxStatOK;
     }
-    FrameProvider frames = clip.frames();
+    const auto frames = clip.frameSource();
     if (!frames) {
         return kOfxStatOK; // an unconnected clip defines nothing
     }
-    const auto desc = frames(time);
+    const auto desc = (*frames)(time);
     if (!desc) {
         return kOfxStatOK;
     }
@@ -221,30 +230,24 @@ OfxStatus EffectInstance::getImage(ClipInstance& clip, OfxTime time, const OfxRe
         hook = imageHook_;
     }
     RenderContext* rc = renderFor();
-    ImageDesc desc;
+    // The output buffer of the render, or the source's frame.
     std::shared_ptr<ImageBuffer> keepAlive;
+    std::optional<ImageDesc> given;
     if (clip.isOutput()) {
         // Only a render has an output buffer to show.
         if (rc == nullptr || rc->output == nullptr) {
             return kOfxStatFailed;
         }
         keepAlive = rc->output;
-        desc = keepAlive->desc();
-        desc.premultiplication = clip.properties().getString(kOfxImageEffectPropPreMultiplication);
-        desc.pixelAspectRatio = clip.properties().getDouble(kOfxImagePropPixelAspectRatio);
-        if (rc->regionOfDefinition) {
-            desc.regionOfDefinition = toPixels(*rc->regionOfDefinition, rc->renderScale);
-        }
     } else {
-        FrameProvider frames = clip.frames();
+        const auto frames = clip.frameSource();
         if (!frames) {
             return kOfxStatFailed;
         }
-        auto given = frames(time);
+        given = (*frames)(time);
         if (!given || given->data == nullptr) {
             return kOfxStatFailed;
         }
-        desc = std::move(*given);
     }
     std::unique_ptr<PropertySet> props;
     {
@@ -261,22 +264,49 @@ OfxStatus EffectInstance::getImage(ClipInstance& clip, OfxTime time, const OfxRe
         props = std::make_unique<PropertySet>(schema::image(), &host_);
     }
     PropertySet& p = *props;
-    p.setPointer(kOfxImagePropData, desc.data);
-    const OfxRectI b = desc.bounds;
-    const OfxRectI r = desc.rod();
-    p.setInts(kOfxImagePropBounds, {b.x1, b.y1, b.x2, b.y2});
-    p.setInts(kOfxImagePropRegionOfDefinition, {r.x1, r.y1, r.x2, r.y2});
-    p.setInt(kOfxImagePropRowBytes, desc.rowBytes);
-    p.setString(kOfxImageEffectPropPixelDepth, desc.depth);
-    p.setString(kOfxImageEffectPropComponents, desc.components);
-    p.setString(kOfxImageEffectPropPreMultiplication, desc.premultiplication);
-    p.setDouble(kOfxImagePropPixelAspectRatio, desc.pixelAspectRatio);
+    void* data = nullptr;
+    if (keepAlive) {
+        // The buffer in the output clip's premultiplication and aspect.
+        ImageBuffer& output = *keepAlive;
+        data = output.data();
+        const OfxRectI b = output.bounds();
+        const OfxRectI r = rc->regionOfDefinition
+                               ? toPixels(*rc->regionOfDefinition, rc->renderScale)
+                               : output.bounds();
+        p.setPointer(kOfxImagePropData, data);
+        p.setInts(kOfxImagePropBounds, {b.x1, b.y1, b.x2, b.y2});
+        p.setInts(kOfxImagePropRegionOfDefinition, {r.x1, r.y1, r.x2, r.y2});
+        p.setInt(kOfxImagePropRowBytes, output.rowBytes());
+        p.setString(kOfxImageEffectPropPixelDepth, output.depth());
+        p.setString(kOfxImageEffectPropComponents, output.components());
+        p.copyValue(kOfxImageEffectPropPreMultiplication, clip.properties());
+        p.copyValue(kOfxImagePropPixelAspectRatio, clip.properties());
+    } else {
+        const ImageDesc& desc = *given;
+        data = desc.data;
+        const OfxRectI b = desc.bounds;
+        const OfxRectI r = desc.rod();
+        p.setPointer(kOfxImagePropData, data);
+        p.setInts(kOfxImagePropBounds, {b.x1, b.y1, b.x2, b.y2});
+        p.setInts(kOfxImagePropRegionOfDefinition, {r.x1, r.y1, r.x2, r.y2});
+        p.setInt(kOfxImagePropRowBytes, desc.rowBytes);
+        p.setString(kOfxImageEffectPropPixelDepth, desc.depth);
+        p.setString(kOfxImageEffectPropComponents, desc.components);
+        p.setString(kOfxImageEffectPropPreMultiplication, desc.premultiplication);
+        p.setDouble(kOfxImagePropPixelAspectRatio, desc.pixelAspectRatio);
+    }
     const OfxPointD scale = rc != nullptr ? rc->renderScale : OfxPointD{1.0, 1.0};
     p.setDoubles(kOfxImageEffectPropRenderScale, {scale.x, scale.y});
-    p.setString(kOfxImagePropField, rc != nullptr ? rc->field : desc.field);
-    p.setString(kOfxImagePropUniqueIdentifier, desc.uniqueIdentifier.empty()
-                                                   ? uniqueId(clip.name(), time, desc.data)
-                                                   : desc.uniqueIdentifier);
+    if (rc != nullptr) {
+        p.setString(kOfxImagePropField, rc->field);
+    } else {
+        p.setString(kOfxImagePropField, given->field);
+    }
+    if (given && !given->uniqueIdentifier.empty()) {
+        p.setString(kOfxImagePropUniqueIdentifier, given->uniqueIdentifier);
+    } else {
+        setUniqueId(p, clip.name(), time, data);
+    }
     if (hook) {
         hook(clip, p);
     }
@@ -518,8 +548,8 @@ RenderResult EffectInstance::render(const RenderRequest& request) {
             result.identityClip = name;
             result.identityTime = out.getDouble(kOfxPropTime);
             ClipInstance* from = findClip(name);
-            FrameProvider frames = from != nullptr ? from->frames() : FrameProvider();
-            const auto desc = frames ? frames(result.identityTime) : std::nullopt;
+            const auto frames = from != nullptr ? from->frameSource() : nullptr;
+            const auto desc = frames ? (*frames)(result.identityTime) : std::nullopt;
             if (!desc || !copyPixels(*desc, *result.output, window)) {
                 result.status = kOfxStatFailed;
             }
