@@ -459,6 +459,47 @@ TEST(PropertySuite, SetsFromOneSchemaKeepValuesOfTheirOwn) {
     EXPECT_EQ(a.getInts("short"), (std::vector<int>{4, 0, 0}));
 }
 
+// One value copied from another set (under its own name or another) ends
+// as setting it would: in place of the old value, created in an open set,
+// refused where the type, the dimension or a property does not fit; within
+// one set too.
+TEST(PropertySuite, ACopiedValueIsSetAsSettingItWould) {
+    static const ofxhost::Schema kFrom{"from",
+                                       {PropertyDef::stringProp("s", 1, {"source text"}),
+                                        PropertyDef::doubleProp("pair", 2, {1.5, 2.5}),
+                                        PropertyDef::intProp("any", 0, {1, 2, 3})}};
+    static const ofxhost::Schema kTo{
+        "to",
+        {PropertyDef::stringProp("s", 1, {"x"}), PropertyDef::stringProp("t", 1, {"y"}),
+         PropertyDef::doubleProp("pair", 2), PropertyDef::intProp("two", 2)}};
+    Host host;
+    PropertySet from(kFrom, &host), to(kTo, &host), open("open", &host);
+    to.copyValue("s", from);
+    to.copyValue("t", from, "s");
+    to.copyValue("pair", from);
+    EXPECT_EQ(to.getString("s"), "source text");
+    EXPECT_EQ(to.getString("t"), "source text");
+    EXPECT_EQ(to.getDoubles("pair"), (std::vector<double>{1.5, 2.5}));
+    open.copyValue("made", from, "any");
+    EXPECT_EQ(open.getInts("made"), (std::vector<int>{1, 2, 3}));
+    EXPECT_EQ(open.dimension("made"), 3);
+    EXPECT_THROW(to.copyValue("two", from, "any"), ofxhost::Error);  // 3 values, not 2
+    EXPECT_THROW(to.copyValue("two", from, "pair"), ofxhost::Error); // doubles, not ints
+    EXPECT_THROW(to.copyValue("none", from, "s"), ofxhost::Error);
+    EXPECT_THROW(to.copyValue("s", from, "none"), ofxhost::Error);
+    EXPECT_EQ(to.getInts("two"), (std::vector<int>{0, 0}));
+    to.copyValue("t", to, "s");
+    from.copyValue("s", from);
+    EXPECT_EQ(to.getString("t"), "source text");
+    EXPECT_EQ(from.getString("s"), "source text");
+    std::string into = "longer than the value it receives";
+    to.getString("s", into);
+    EXPECT_EQ(into, "source text");
+    std::vector<double> numbers{9.0};
+    to.getDoubles("pair", numbers);
+    EXPECT_EQ(numbers, (std::vector<double>{1.5, 2.5}));
+}
+
 TEST(PropertySuite, NullValuesAreErrValue) {
     Host host;
     PropertySet set("nulls", &host);

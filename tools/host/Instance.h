@@ -390,7 +390,9 @@ private:
     std::size_t imagesFetched_ = 0;
     std::vector<std::optional<OfxRectD>> imageRegions_;
     ImageHook imageHook_;
-    std::set<RenderContext*> renders_;
+    // The renders in progress (few: a vector keeps its room from frame to
+    // frame).
+    std::vector<RenderContext*> renders_;
     ArgumentsPtr spareArguments_;
     std::atomic<bool> abortRequested_{false};
     std::atomic<const std::atomic<bool>*> abortFlag_{nullptr};

@@ -597,12 +597,16 @@ void PropertySet::setStrings(std::string_view name, const std::vector<std::strin
 
 namespace {
 
+void checkIndex(std::size_t size, std::string_view name, int index, const std::string& label) {
+    if (index < 0 || index >= static_cast<int>(size)) {
+        throw Error("property '" + std::string(name) + "' of set '" + label + "' has no index " +
+                    std::to_string(index) + " (dimension " + std::to_string(size) + ")");
+    }
+}
+
 template <typename Container>
 auto at(const Container& values, std::string_view name, int index, const std::string& label) {
-    if (index < 0 || index >= static_cast<int>(values.size())) {
-        throw Error("property '" + std::string(name) + "' of set '" + label + "' has no index " +
-                    std::to_string(index) + " (dimension " + std::to_string(values.size()) + ")");
-    }
+    checkIndex(values.size(), name, index, label);
     return values[static_cast<std::size_t>(index)];
 }
 
@@ -645,6 +649,17 @@ std::vector<std::string> PropertySet::getStrings(std::string_view name) const {
 std::vector<void*> PropertySet::getPointers(std::string_view name) const {
     std::lock_guard<std::mutex> lock(mutex_);
     return require(name, PropType::Pointer).pointers;
+}
+void PropertySet::getString(std::string_view name, std::string& into, int index) const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    const auto& strings = require(name, PropType::String).strings;
+    checkIndex(strings.size(), name, index, label_);
+    into.assign(strings[static_cast<std::size_t>(index)]);
+}
+void PropertySet::getDoubles(std::string_view name, std::vector<double>& into) const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    const auto& doubles = require(name, PropType::Double).doubles;
+    into.assign(doubles.begin(), doubles.end());
 }
 
 std::string PropertySet::valueText(std::string_view name, bool quoteStrings) const {
@@ -718,27 +733,39 @@ void PropertySet::remove(std::string_view name) {
     }
 }
 
-void PropertySet::copyValue(std::string_view name, const PropertySet& from) {
-    const auto missing = [name](const PropertySet& set) {
-        return Error("property set '" + set.label_ + "' has no property '" + std::string(name) +
+void PropertySet::copyValue(std::string_view name, const PropertySet& from,
+                            std::string_view fromName) {
+    const auto missing = [](const PropertySet& set, std::string_view property) {
+        return Error("property set '" + set.label_ + "' has no property '" + std::string(property) +
                      "'");
     };
     if (&from == this) {
-        std::lock_guard<std::mutex> lock(mutex_);
-        if (find(name) == nullptr) {
-            throw missing(*this);
+        // Within one set: through a copy, as a get and a set would.
+        switch (type(fromName)) {
+        case PropType::Int:
+            setInts(name, getInts(fromName));
+            break;
+        case PropType::Double:
+            setDoubles(name, getDoubles(fromName));
+            break;
+        case PropType::String:
+            setStrings(name, getStrings(fromName));
+            break;
+        case PropType::Pointer:
+            setPointers(name, getPointers(fromName));
+            break;
         }
         return;
     }
     std::scoped_lock lock(mutex_, from.mutex_);
-    const Property* source = from.find(name);
+    const Property* source = from.find(fromName);
     if (source == nullptr) {
-        throw missing(from);
+        throw missing(from, fromName);
     }
     Property* target = find(name);
     if (target == nullptr) {
         if (fixed_) {
-            throw missing(*this);
+            throw missing(*this, name);
         }
         target = &addUndefined(name, source->type());
     }

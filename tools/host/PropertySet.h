@@ -150,6 +150,10 @@ public:
     std::vector<double> getDoubles(std::string_view name) const;
     std::vector<std::string> getStrings(std::string_view name) const;
     std::vector<void*> getPointers(std::string_view name) const;
+    // The same into storage the caller keeps, which then costs no
+    // allocation once it has grown to the value's size.
+    void getString(std::string_view name, std::string& into, int index = 0) const;
+    void getDoubles(std::string_view name, std::vector<double>& into) const;
     // The value formatted for people: "a, b, c" (strings quoted when asked).
     std::string valueText(std::string_view name, bool quoteStrings = false) const;
 
@@ -168,9 +172,11 @@ public:
     // Copies the value of every property of `other` that this set has (or,
     // for an open set, creates it).
     void copyValuesFrom(const PropertySet& other);
-    // Gives `name` the value `from` has for it, as setting that value here
-    // would (an open set creates the property), without a copy in between.
-    void copyValue(std::string_view name, const PropertySet& from);
+    // Gives `name` the value `from` has for `fromName` (by default the same
+    // name), as setting that value here would (an open set creates the
+    // property), without a copy in between.
+    void copyValue(std::string_view name, const PropertySet& from) { copyValue(name, from, name); }
+    void copyValue(std::string_view name, const PropertySet& from, std::string_view fromName);
 
 private:
     // The strings of one value: each stays where it is while more are

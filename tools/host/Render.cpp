@@ -8,6 +8,7 @@
 #include "Plugin.h"
 #include "PropertySchema.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
@@ -21,7 +22,8 @@ struct RenderContext {
     EffectInstance* instance = nullptr;
     std::shared_ptr<ImageBuffer> output;
     OfxPointD renderScale{1.0, 1.0};
-    std::string field = kOfxImageFieldNone;
+    // The request's, which outlives the render.
+    const std::string* field = nullptr;
     std::optional<OfxRectD> regionOfDefinition;
 };
 
@@ -37,12 +39,13 @@ struct RenderScope {
         : instance_(instance), context_(context), previous_(tlsRender) {
         tlsRender = &context;
         std::lock_guard<std::mutex> lock(instance_.mutex_);
-        instance_.renders_.insert(&context);
+        instance_.renders_.push_back(&context);
     }
     ~RenderScope() {
         tlsRender = previous_;
         std::lock_guard<std::mutex> lock(instance_.mutex_);
-        instance_.renders_.erase(&context_);
+        auto& renders = instance_.renders_;
+        renders.erase(std::find(renders.begin(), renders.end(), &context_));
     }
     RenderScope(const RenderScope&) = delete;
     RenderScope& operator=(const RenderScope&) = delete;
@@ -121,6 +124,9 @@ struct ActionArguments {
     }
 
     std::vector<ClipKeys> clips;
+    // Room for values read back, kept from frame to frame.
+    std::string depth, components, premultiplication;
+    std::vector<double> rectangle;
     PropertySet preferences;
     PropertySet regionOfDefinitionIn, regionOfDefinitionOut;
     PropertySet regionsOfInterestIn, regionsOfInterestOut;
@@ -158,7 +164,7 @@ RenderContext* EffectInstance::renderFor() const {
     }
     // A worker thread of the multi-thread suite: the render, if only one.
     std::lock_guard<std::mutex> lock(mutex_);
-    return renders_.size() == 1 ? *renders_.begin() : nullptr;
+    return renders_.size() == 1 ? renders_.front() : nullptr;
 }
 
 OfxRectD EffectInstance::canonical(const OfxRectI& r, OfxPointD scale) const {
@@ -298,7 +304,7 @@ OfxStatus EffectInstance::getImage(ClipInstance& clip, OfxTime time, const OfxRe
     const OfxPointD scale = rc != nullptr ? rc->renderScale : OfxPointD{1.0, 1.0};
     p.setDoubles(kOfxImageEffectPropRenderScale, {scale.x, scale.y});
     if (rc != nullptr) {
-        p.setString(kOfxImagePropField, rc->field);
+        p.setString(kOfxImagePropField, *rc->field);
     } else {
         p.setString(kOfxImagePropField, given->field);
     }
@@ -328,15 +334,16 @@ ClipPreferences EffectInstance::clipPreferences(ActionArguments& args, RenderRes
     PropertySet& out = args.preferences;
     for (const ActionArguments::ClipKeys& keys : args.clips) {
         const PropertySet& p = keys.clip->properties();
-        out.setString(keys.components, p.getString(kOfxImageEffectPropComponents));
-        out.setString(keys.depth, p.getString(kOfxImageEffectPropPixelDepth));
+        out.copyValue(keys.components, p, kOfxImageEffectPropComponents);
+        out.copyValue(keys.depth, p, kOfxImageEffectPropPixelDepth);
         out.setDouble(keys.pixelAspectRatio, p.getDouble(kOfxImagePropPixelAspectRatio));
     }
     ClipInstance* output = findClip(kOfxImageEffectOutputClipName);
-    out.setString(kOfxImageEffectPropPreMultiplication,
-                  output != nullptr
-                      ? output->properties().getString(kOfxImageEffectPropPreMultiplication)
-                      : std::string(kOfxImagePreMultiplied));
+    if (output != nullptr) {
+        out.copyValue(kOfxImageEffectPropPreMultiplication, output->properties());
+    } else {
+        out.setString(kOfxImageEffectPropPreMultiplication, kOfxImagePreMultiplied);
+    }
     out.setDouble(kOfxImageEffectPropFrameRate, props_.getDouble(kOfxImageEffectPropFrameRate));
     out.setInt(kOfxImageEffectFrameVarying, 0);
     out.setInt(kOfxImageClipPropContinuousSamples, 0);
@@ -397,10 +404,12 @@ RenderResult EffectInstance::render(const RenderRequest& request) {
     const OfxTime time = request.time;
     const OfxPointD scale = request.renderScale;
     RenderResult result;
+    // Room for every step a render sends.
+    result.steps.reserve(8);
     RenderContext context;
     context.instance = this;
     context.renderScale = scale;
-    context.field = request.field;
+    context.field = &request.field;
     setCurrentTime(time);
     RenderScope scope(*this, context);
     // Handed back on every way out, for the next frame.
@@ -443,7 +452,8 @@ RenderResult EffectInstance::render(const RenderRequest& request) {
         if (failed(send(kOfxImageEffectActionGetRegionOfDefinition, &in, &out))) {
             return result;
         }
-        const auto v = out.getDoubles(kOfxImageEffectPropRegionOfDefinition);
+        std::vector<double>& v = args.rectangle;
+        out.getDoubles(kOfxImageEffectPropRegionOfDefinition, v);
         result.regionOfDefinition = v.size() == 4 ? OfxRectD{v[0], v[1], v[2], v[3]} : fallback;
         context.regionOfDefinition = result.regionOfDefinition;
     }
@@ -472,7 +482,8 @@ RenderResult EffectInstance::render(const RenderRequest& request) {
         }
         for (const ActionArguments::ClipKeys& keys : args.clips) {
             if (!keys.clip->isOutput()) {
-                const auto v = out.getDoubles(keys.regionOfInterest);
+                std::vector<double>& v = args.rectangle;
+                out.getDoubles(keys.regionOfInterest, v);
                 if (v.size() == 4) {
                     result.regionsOfInterest[keys.clip->name()] = {v[0], v[1], v[2], v[3]};
                 }
@@ -507,10 +518,12 @@ RenderResult EffectInstance::render(const RenderRequest& request) {
     const PropertySet& outProps = outputClip->properties();
     try {
         const OfxRectI bounds = request.outputBounds.value_or(window);
-        const std::string depth = outProps.getString(kOfxImageEffectPropPixelDepth);
-        const std::string components = outProps.getString(kOfxImageEffectPropComponents);
-        const std::string premultiplication =
-            outProps.getString(kOfxImageEffectPropPreMultiplication);
+        std::string& depth = args.depth;
+        std::string& components = args.components;
+        std::string& premultiplication = args.premultiplication;
+        outProps.getString(kOfxImageEffectPropPixelDepth, depth);
+        outProps.getString(kOfxImageEffectPropComponents, components);
+        outProps.getString(kOfxImageEffectPropPreMultiplication, premultiplication);
         const std::shared_ptr<ImageBuffer>& earlier = request.reuseOutput;
         if (earlier && earlier->bounds().x1 == bounds.x1 && earlier->bounds().y1 == bounds.y1 &&
             earlier->bounds().x2 == bounds.x2 && earlier->bounds().y2 == bounds.y2 &&
