@@ -294,7 +294,20 @@ TEST(Keys, DoublesInterpolateLinearlyOthersStep) {
     EXPECT_EQ(i.value<std::string>("label", 4.9), "early");
     EXPECT_EQ(i.value<std::string>("label", 5.0), "late");
 
-    // Through the suite: derivative and integral of the piecewise-linear gain.
+    // Through the suite: the same values at and between keys, then the
+    // derivative and integral of the piecewise-linear gain.
+    const OfxParameterSuiteV1& ps = *s.suites().parameter;
+    for (const double t : {-5.0, 0.0, 1.0, 2.5, 9.99, 10.0, 15.0, 99.0}) {
+        double gain = -1.0;
+        ASSERT_EQ(ps.paramGetValueAtTime(s.param("gain"), t, &gain), kOfxStatOK);
+        EXPECT_EQ(gain, i.value<double>("gain", t)) << t;
+        double c[3] = {-1.0, -1.0, -1.0};
+        ASSERT_EQ(ps.paramGetValueAtTime(s.param("color"), t, &c[0], &c[1], &c[2]), kOfxStatOK);
+        EXPECT_EQ(std::vector<double>(c, c + 3), i.value<std::vector<double>>("color", t)) << t;
+        int count = -1;
+        ASSERT_EQ(ps.paramGetValueAtTime(s.param("count"), t, &count), kOfxStatOK);
+        EXPECT_EQ(count, i.value<int>("count", t)) << t;
+    }
     double d = -1.0;
     EXPECT_EQ(s.suites().parameter->paramGetDerivative(s.param("gain"), 5.0, &d), kOfxStatOK);
     EXPECT_DOUBLE_EQ(d, 1.0);

@@ -125,25 +125,32 @@ const ParamValue& ParamInstance::stepAtLocked(OfxTime time) const {
     return std::prev(it)->second;
 }
 
-ParamValue ParamInstance::valueAtLocked(OfxTime time) const {
+ParamInstance::KeysAround ParamInstance::keysAroundLocked(OfxTime time) const {
     if (keys_.empty() || !kind_.interpolates()) {
-        return stepAtLocked(time);
+        return {&stepAtLocked(time), nullptr, 0.0};
     }
     const auto after = keys_.lower_bound(time);
     if (after == keys_.begin()) {
-        return after->second;
+        return {&after->second, nullptr, 0.0};
     }
     if (after == keys_.end()) {
-        return std::prev(after)->second;
+        return {&std::prev(after)->second, nullptr, 0.0};
     }
     if (sameTime(after->first, time)) {
-        return after->second;
+        return {&after->second, nullptr, 0.0};
     }
     const auto before = std::prev(after);
     const double f = (time - before->first) / (after->first - before->first);
-    ParamValue v = before->second;
-    for (std::size_t i = 0; i < v.numbers.size(); ++i) {
-        v.numbers[i] += f * (after->second.numbers[i] - before->second.numbers[i]);
+    return {&before->second, &after->second, f};
+}
+
+ParamValue ParamInstance::valueAtLocked(OfxTime time) const {
+    const KeysAround around = keysAroundLocked(time);
+    ParamValue v = *around.from;
+    if (around.to != nullptr) {
+        for (std::size_t i = 0; i < v.numbers.size(); ++i) {
+            v.numbers[i] += around.f * (around.to->numbers[i] - around.from->numbers[i]);
+        }
     }
     return v;
 }
@@ -151,6 +158,16 @@ ParamValue ParamInstance::valueAtLocked(OfxTime time) const {
 ParamValue ParamInstance::valueAt(OfxTime time) const {
     std::lock_guard<std::mutex> lock(mutex_);
     return valueAtLocked(time);
+}
+
+void ParamInstance::numbersAt(OfxTime time, double* out, int count) const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    const KeysAround around = keysAroundLocked(time);
+    const std::vector<double>& from = around.from->numbers;
+    for (std::size_t i = 0; i < static_cast<std::size_t>(count); ++i) {
+        out[i] =
+            around.to != nullptr ? from[i] + around.f * (around.to->numbers[i] - from[i]) : from[i];
+    }
 }
 
 const char* ParamInstance::textAt(OfxTime time) const {

@@ -79,6 +79,9 @@ public:
     EffectInstance& effect() const { return effect_; }
 
     ParamValue valueAt(OfxTime time) const;
+    // The first `count` numbers of that value, written to `out` without a
+    // ParamValue in between.
+    void numbersAt(OfxTime time, double* out, int count) const;
     // The text value at `time`, valid until that value or key changes.
     const char* textAt(OfxTime time) const;
     // kOfxStatErrValue when the value does not fit the type.
@@ -98,6 +101,14 @@ public:
     OfxStatus copyFrom(const ParamInstance& from, OfxTime offset, const OfxRangeD* range);
 
 private:
+    // The value at a time as the keys give it: `from`'s, or mixed with
+    // `to`'s by `f` between two keys of a type that interpolates.
+    struct KeysAround {
+        const ParamValue* from;
+        const ParamValue* to;
+        double f;
+    };
+    KeysAround keysAroundLocked(OfxTime time) const;
     ParamValue valueAtLocked(OfxTime time) const;
     const ParamValue& stepAtLocked(OfxTime time) const;
     void updateAnimatingLocked();

@@ -78,9 +78,10 @@ OfxStatus readValue(const ParamInstance& p, OfxTime time, va_list& args) {
             return kOfxStatErrValue;
         }
     }
-    const ParamValue v = p.valueAt(time);
+    double numbers[4] = {0.0, 0.0, 0.0, 0.0};
+    p.numbersAt(time, numbers, kind.dimension);
     for (int i = 0; i < kind.dimension; ++i) {
-        const double x = v.numbers[static_cast<std::size_t>(i)];
+        const double x = numbers[i];
         if (kind.kind == K::Int) {
             *static_cast<int*>(outs[i]) = static_cast<int>(x);
         } else {
