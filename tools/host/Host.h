@@ -175,13 +175,18 @@ public:
     // is about where that helps to tell calls apart (a property's name).
     std::optional<OfxStatus> injectedFailure(std::string_view call,
                                              std::string_view subject = {}) const {
-        // Inline, so that a host with nothing armed answers in registers.
-        if (!armed_.load()) {
-            if (config_.recordCalls)
-                callCount_.fetch_add(1);
+        if (passesUnarmed()) {
             return std::nullopt;
         }
         return armedFailure(call, subject);
+    }
+    // The same with the subject as the plug-in passed it (null: none), which
+    // is only measured while something is armed.
+    std::optional<OfxStatus> injectedFailure(std::string_view call, const char* subject) const {
+        if (passesUnarmed()) {
+            return std::nullopt;
+        }
+        return armedFailure(call, subject != nullptr ? subject : "");
     }
 
     // --- counted failures: one call, by its number, fails -------------------
@@ -259,6 +264,17 @@ public:
 
 private:
     void fillProperties();
+    // True when nothing is armed, having counted the call if the host keeps
+    // records. Inline, so that such a host answers in registers.
+    bool passesUnarmed() const {
+        if (armed_.load()) {
+            return false;
+        }
+        if (config_.recordCalls) {
+            callCount_.fetch_add(1);
+        }
+        return true;
+    }
     // injectedFailure while a failure is armed or call names are kept.
     std::optional<OfxStatus> armedFailure(std::string_view call, std::string_view subject) const;
 

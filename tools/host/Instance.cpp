@@ -437,7 +437,8 @@ std::vector<std::string> InstanceParamSet::editLabels() const {
 // --- ClipInstance ----------------------------------------------------------------
 
 ClipInstance::ClipInstance(EffectInstance& effect, const ClipDescriptor& descriptor)
-    : effect_(effect), name_(descriptor.name()), props_(schema::clipInstance(), &effect.host()),
+    : effect_(effect), name_(descriptor.name()), output_(name_ == kOfxImageEffectOutputClipName),
+      props_(schema::clipInstance(), &effect.host()),
       registration_(this, HandleKind::ClipInstance) {
     props_.copyValuesFrom(descriptor.properties());
     const ProjectSettings& project = effect.host().config().project;

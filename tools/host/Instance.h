@@ -167,7 +167,7 @@ public:
     static ClipInstance* fromHandle(const void* handle) noexcept;
 
     const std::string& name() const { return name_; }
-    bool isOutput() const { return name_ == kOfxImageEffectOutputClipName; }
+    bool isOutput() const { return output_; }
     PropertySet& properties() { return props_; }
     EffectInstance& effect() const { return effect_; }
 
@@ -185,6 +185,7 @@ public:
 private:
     EffectInstance& effect_;
     std::string name_;
+    bool output_;
     PropertySet props_;
     mutable std::mutex mutex_;
     std::shared_ptr<const FrameProvider> provider_;

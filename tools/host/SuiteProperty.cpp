@@ -15,7 +15,7 @@ PropertySet* resolve(OfxPropertySetHandle handle, const char* call, const char* 
     PropertySet* set = PropertySet::fromHandle(handle);
     Host* host = set != nullptr && set->owner() != nullptr ? set->owner() : Host::current();
     if (host != nullptr) {
-        if (auto injected = host->injectedFailure(call, property != nullptr ? property : "")) {
+        if (auto injected = host->injectedFailure(call, property)) {
             status = injectedStatus(*injected);
             return nullptr;
         }
