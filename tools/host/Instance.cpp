@@ -885,7 +885,7 @@ void EffectInstance::forgetImage(PropertySet* image) {
         constexpr std::size_t kSpareImages = 4;
         if (!dropped.hooked && spareImages_.size() < kSpareImages) {
             dropped.properties->retire();
-            spareImages_.push_back(std::move(dropped.properties));
+            spareImages_.push_back({std::move(dropped.properties), dropped.filled});
         }
     }
 }

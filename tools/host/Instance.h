@@ -10,6 +10,7 @@
 #include "ofx/ofxParam.h"
 
 #include <atomic>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
@@ -365,6 +366,13 @@ private:
         std::unique_ptr<PropertySet> properties;
         std::shared_ptr<ImageBuffer> keepAlive; // the output buffer it shows
         bool hooked = false;                    // changed by the image hook
+        std::uint64_t filled = 0;               // its changes() once filled in
+    };
+    // A released image's set, its handle out of use, and its changes() when
+    // the host last filled it in.
+    struct SpareImage {
+        std::unique_ptr<PropertySet> properties;
+        std::uint64_t filled = 0;
     };
 
     void setValueImpl(std::string_view name, std::optional<OfxTime> time, ParamValue value);
@@ -397,8 +405,8 @@ private:
     std::vector<ParamChange> changes_;
     OfxTime currentTime_ = 0.0;
     std::map<PropertySet*, LiveImage> images_;
-    // Released image sets, their handles out of use, for the next images.
-    std::vector<std::unique_ptr<PropertySet>> spareImages_;
+    // Released image sets, for the next images.
+    std::vector<SpareImage> spareImages_;
     std::size_t imagesFetched_ = 0;
     std::vector<std::optional<OfxRectD>> imageRegions_;
     ImageHook imageHook_;

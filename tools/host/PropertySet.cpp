@@ -271,6 +271,7 @@ PropertySet::Property& PropertySet::addUndefined(std::string_view name, PropType
 
 void PropertySet::define(const PropertyDef& def) {
     std::lock_guard<std::mutex> lock(mutex_);
+    ++changes_;
     addCopy(def);
 }
 
@@ -302,6 +303,7 @@ OfxStatus PropertySet::lookupForRead(const char* name, PropType type, const Prop
 template <typename Store, typename Value>
 OfxStatus PropertySet::setOne(const char* name, PropType type, int index, Value value) {
     std::lock_guard<std::mutex> lock(mutex_);
+    ++changes_;
     Property* p = nullptr;
     if (const OfxStatus st = lookupForWrite(name, type, p); st != kOfxStatOK) {
         return st;
@@ -329,6 +331,7 @@ OfxStatus PropertySet::setOne(const char* name, PropType type, int index, Value 
 template <typename Store, typename Value>
 OfxStatus PropertySet::setMany(const char* name, PropType type, int count, const Value* values) {
     std::lock_guard<std::mutex> lock(mutex_);
+    ++changes_;
     Property* p = nullptr;
     if (const OfxStatus st = lookupForWrite(name, type, p); st != kOfxStatOK) {
         return st;
@@ -450,6 +453,7 @@ OfxStatus PropertySet::propGetIntN(const char* name, int count, int* values) con
 
 OfxStatus PropertySet::propReset(const char* name) {
     std::lock_guard<std::mutex> lock(mutex_);
+    ++changes_;
     Property* p = name ? find(name) : nullptr;
     if (p == nullptr) {
         return kOfxStatErrUnknown;
@@ -508,6 +512,11 @@ PropType PropertySet::type(std::string_view name) const {
     return p->type();
 }
 
+std::uint64_t PropertySet::changes() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return changes_;
+}
+
 std::size_t PropertySet::size() const {
     std::lock_guard<std::mutex> lock(mutex_);
     return properties_.size();
@@ -551,6 +560,7 @@ void PropertySet::setAll(std::string_view name, PropType type, const Value* valu
                          std::size_t count) {
     using Store = typename StoreOf<Value>::type;
     std::lock_guard<std::mutex> lock(mutex_);
+    ++changes_;
     Property* p = find(name);
     if (p == nullptr) {
         if (fixed_) {
@@ -702,6 +712,7 @@ std::string PropertySet::valueText(std::string_view name, bool quoteStrings) con
 
 void PropertySet::reset(std::string_view name) {
     std::lock_guard<std::mutex> lock(mutex_);
+    ++changes_;
     Property* p = find(name);
     if (p == nullptr) {
         throw Error("property set '" + label_ + "' has no property '" + std::string(name) + "'");
@@ -711,12 +722,14 @@ void PropertySet::reset(std::string_view name) {
 
 void PropertySet::resetAll() {
     std::lock_guard<std::mutex> lock(mutex_);
+    ++changes_;
     for (const auto& p : properties_)
         p->reset();
 }
 
 void PropertySet::remove(std::string_view name) {
     std::lock_guard<std::mutex> lock(mutex_);
+    ++changes_;
     const auto it = placeIn(index_, name);
     if (it == index_.end() || it->first != name) {
         throw Error("property set '" + label_ + "' has no property '" + std::string(name) + "'");
@@ -758,6 +771,7 @@ void PropertySet::copyValue(std::string_view name, const PropertySet& from,
         return;
     }
     std::scoped_lock lock(mutex_, from.mutex_);
+    ++changes_;
     const Property* source = from.find(fromName);
     if (source == nullptr) {
         throw missing(from, fromName);
@@ -796,6 +810,7 @@ void PropertySet::copyValuesFrom(const PropertySet& other) {
         return;
     }
     std::scoped_lock lock(mutex_, other.mutex_);
+    ++changes_;
     for (const auto& source : other.properties_) {
         Property* target = find(source->name());
         if (target == nullptr) {

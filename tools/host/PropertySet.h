@@ -6,6 +6,7 @@
 #include "ofx/ofxProperty.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <initializer_list>
 #include <memory>
 #include <mutex>
@@ -160,6 +161,10 @@ public:
     void reset(std::string_view name);
     // Every property back to its defaults.
     void resetAll();
+    // Changes made to the set so far, by either side (each write, reset,
+    // definition or removal counts one): a host that kept a set can tell
+    // whether anyone changed it since.
+    std::uint64_t changes() const;
     // Takes the set's handle out of use while the set waits to be handed
     // out again (calls with it fail as with a destroyed set's), and puts it
     // back in use.
@@ -296,6 +301,7 @@ private:
     Host* owner_ = nullptr;
     bool fixed_ = false;
     mutable std::mutex mutex_;
+    std::uint64_t changes_ = 0;
     std::vector<std::unique_ptr<Property>> properties_;
     // Each property's name (a view of its definition's or its own) in name
     // order, with its place in properties_.

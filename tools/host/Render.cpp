@@ -255,17 +255,22 @@ OfxStatus EffectInstance::getImage(ClipInstance& clip, OfxTime time, const OfxRe
             return kOfxStatFailed;
         }
     }
-    std::unique_ptr<PropertySet> props;
+    SpareImage spare;
     {
         std::lock_guard<std::mutex> lock(mutex_);
         if (!spareImages_.empty()) {
-            props = std::move(spareImages_.back());
+            spare = std::move(spareImages_.back());
             spareImages_.pop_back();
         }
     }
+    std::unique_ptr<PropertySet> props = std::move(spare.properties);
     if (props) {
         props->revive();
-        props->resetAll();
+        // Unchanged since the host filled it in, the set differs from a new
+        // one only where it is filled in again below.
+        if (props->changes() != spare.filled) {
+            props->resetAll();
+        }
     } else {
         props = std::make_unique<PropertySet>(schema::image(), &host_);
     }
@@ -313,13 +318,14 @@ OfxStatus EffectInstance::getImage(ClipInstance& clip, OfxTime time, const OfxRe
     } else {
         setUniqueId(p, clip.name(), time, data);
     }
+    const std::uint64_t filled = p.changes();
     if (hook) {
         hook(clip, p);
     }
     PropertySet* set = props.get();
     {
         std::lock_guard<std::mutex> lock(mutex_);
-        images_.emplace(set, LiveImage{std::move(props), std::move(keepAlive), bool(hook)});
+        images_.emplace(set, LiveImage{std::move(props), std::move(keepAlive), bool(hook), filled});
         ++imagesFetched_;
     }
     registerImageOwner(set, this);
