@@ -12,6 +12,12 @@ namespace handles {
 
 namespace {
 
+// The registry's losses so far (see Registry::lost), bumped under its lock
+// after each entry and read without it. Outside the registry, and set
+// before any code runs, so that a check reads it without finding the
+// registry first.
+std::atomic<std::uint64_t> registryLosses{0};
+
 struct Registry {
     std::shared_mutex mutex;
     std::unordered_map<const void*, HandleKind> objects;
@@ -19,14 +25,12 @@ struct Registry {
     // last kLog of them, loss n at n % kLog; written under the lock.
     static constexpr std::size_t kLog = 64;
     const void* lost[kLog] = {};
-    // Losses so far, bumped under the lock after each entry of `lost`.
-    std::atomic<std::uint64_t> losses{0};
 
     // Under the unique lock.
     void noteLoss(const void* object) {
-        const std::uint64_t n = losses.load(std::memory_order_relaxed);
+        const std::uint64_t n = registryLosses.load(std::memory_order_relaxed);
         lost[n % kLog] = object;
-        losses.store(n + 1, std::memory_order_release);
+        registryLosses.store(n + 1, std::memory_order_release);
     }
 };
 
@@ -69,7 +73,7 @@ struct RecentHandles {
     // those addresses only, while its log still holds them all.
     void catchUp(Registry& r) {
         std::shared_lock<std::shared_mutex> lock(r.mutex);
-        const std::uint64_t now = r.losses.load(std::memory_order_relaxed);
+        const std::uint64_t now = registryLosses.load(std::memory_order_relaxed);
         if (now - losses > Registry::kLog) {
             for (const void*& o : objects)
                 o = nullptr;
@@ -106,17 +110,28 @@ void remove(const void* object) noexcept {
         r.noteLoss(object);
 }
 
-bool lookup(const void* object, HandleKind& kind) noexcept {
-    if (object == nullptr) {
-        return false;
-    }
+namespace {
+
+// Kept out of lookup, whose common answer then needs no registers saved.
+#if defined(_MSC_VER)
+#define OFXHOST_OUT_OF_LINE __declspec(noinline)
+#elif defined(__GNUC__)
+#define OFXHOST_OUT_OF_LINE __attribute__((noinline))
+#else
+#define OFXHOST_OUT_OF_LINE
+#endif
+
+// A look-up this thread's memory could not answer, or one after losses it
+// has not caught up with.
+OFXHOST_OUT_OF_LINE bool lookupRegistered(const void* object, HandleKind& kind) noexcept {
     Registry& r = registry();
     // A loss that comes after this catch-up is seen at the next look-up.
-    if (r.losses.load(std::memory_order_acquire) != recent.losses)
+    if (registryLosses.load(std::memory_order_acquire) != recent.losses) {
         recent.catchUp(r);
-    if (const HandleKind* known = recent.find(object)) {
-        kind = *known;
-        return true;
+        if (const HandleKind* known = recent.find(object)) {
+            kind = *known;
+            return true;
+        }
     }
     std::shared_lock<std::shared_mutex> lock(r.mutex);
     const auto it = r.objects.find(object);
@@ -125,6 +140,22 @@ bool lookup(const void* object, HandleKind& kind) noexcept {
     recent.keep(object, it->second);
     kind = it->second;
     return true;
+}
+
+} // namespace
+
+bool lookup(const void* object, HandleKind& kind) noexcept {
+    if (object == nullptr) {
+        return false;
+    }
+    // Most checks: a handle this thread found since the last loss.
+    if (registryLosses.load(std::memory_order_acquire) == recent.losses) {
+        if (const HandleKind* known = recent.find(object)) {
+            kind = *known;
+            return true;
+        }
+    }
+    return lookupRegistered(object, kind);
 }
 
 } // namespace handles

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <functional>
 #include <sstream>
 #include <type_traits>
 #include <utility>
@@ -252,6 +253,7 @@ PropertySet::Property& PropertySet::place(std::unique_ptr<Property> property) {
     property->reset();
     index_.insert(at, {property->name(), properties_.size()});
     properties_.push_back(std::move(property));
+    count_.store(properties_.size(), std::memory_order_relaxed);
     return *properties_.back();
 }
 
@@ -517,10 +519,7 @@ std::uint64_t PropertySet::changes() const {
     return changes_;
 }
 
-std::size_t PropertySet::size() const {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return properties_.size();
-}
+std::size_t PropertySet::size() const { return count_.load(std::memory_order_relaxed); }
 
 std::vector<std::string> PropertySet::names() const {
     std::lock_guard<std::mutex> lock(mutex_);
@@ -738,6 +737,7 @@ void PropertySet::remove(std::string_view name) {
     for (FoundRow& row : found_)
         row = FoundRow();
     properties_.erase(properties_.begin() + static_cast<std::ptrdiff_t>(gone));
+    count_.store(properties_.size(), std::memory_order_relaxed);
     index_.erase(it);
     for (auto& entry : index_) {
         if (entry.second > gone) {
@@ -770,7 +770,10 @@ void PropertySet::copyValue(std::string_view name, const PropertySet& from,
         }
         return;
     }
-    std::scoped_lock lock(mutex_, from.mutex_);
+    // Two sets are always locked in the order of their addresses.
+    const bool fromFirst = std::less<const PropertySet*>()(&from, this);
+    std::lock_guard<std::mutex> first(fromFirst ? from.mutex_ : mutex_);
+    std::lock_guard<std::mutex> second(fromFirst ? mutex_ : from.mutex_);
     ++changes_;
     const Property* source = from.find(fromName);
     if (source == nullptr) {
@@ -792,16 +795,26 @@ void PropertySet::copyValue(std::string_view name, const PropertySet& from,
         throw Error("property '" + std::string(name) + "' of set '" + label_ + "' has " +
                     std::to_string(target->dimension()) + " values, not " + std::to_string(count));
     }
-    target->ints = source->ints;
-    target->doubles = source->doubles;
-    target->pointers = source->pointers;
-    if (target->strings.size() == source->strings.size()) {
-        // Written over in place, as setAll does.
-        for (std::size_t i = 0; i < source->strings.size(); ++i) {
-            target->strings[i] = source->strings[i];
+    switch (source->type()) {
+    case PropType::Int:
+        target->ints = source->ints;
+        break;
+    case PropType::Double:
+        target->doubles = source->doubles;
+        break;
+    case PropType::Pointer:
+        target->pointers = source->pointers;
+        break;
+    case PropType::String:
+        if (target->strings.size() == source->strings.size()) {
+            // Written over in place, as setAll does.
+            for (std::size_t i = 0; i < source->strings.size(); ++i) {
+                target->strings[i] = source->strings[i];
+            }
+        } else {
+            target->strings = source->strings;
         }
-    } else {
-        target->strings = source->strings;
+        break;
     }
 }
 

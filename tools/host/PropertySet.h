@@ -5,6 +5,7 @@
 #include "ofx/ofxCore.h"
 #include "ofx/ofxProperty.h"
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
@@ -303,6 +304,8 @@ private:
     mutable std::mutex mutex_;
     std::uint64_t changes_ = 0;
     std::vector<std::unique_ptr<Property>> properties_;
+    // properties_.size(), written under the lock, read without it.
+    std::atomic<std::size_t> count_{0};
     // Each property's name (a view of its definition's or its own) in name
     // order, with its place in properties_.
     std::vector<std::pair<std::string_view, std::size_t>> index_;

@@ -10,7 +10,7 @@ namespace {
 
 // The set behind `handle`, after failure injection for `call`; null with
 // `status` set when the call must not proceed.
-PropertySet* resolve(OfxPropertySetHandle handle, const char* call, const char* property,
+PropertySet* resolve(OfxPropertySetHandle handle, std::string_view call, const char* property,
                      OfxStatus& status) {
     PropertySet* set = PropertySet::fromHandle(handle);
     Host* host = set != nullptr && set->owner() != nullptr ? set->owner() : Host::current();
