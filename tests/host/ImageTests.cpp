@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <sstream>
@@ -82,6 +83,26 @@ INSTANTIATE_TEST_SUITE_P(Layouts, ImageProperties,
                                            Layout{kOfxBitDepthHalf, kOfxImageComponentAlpha, false},
                                            Layout{kOfxBitDepthFloat, kOfxImageComponentRGBA,
                                                   true}));
+
+// Images fetched one after another, at one time again or at others (0 and
+// -0 among them), are each named by their own time, as %.6g writes it.
+TEST(Images, EachImageIsNamedByItsOwnTime) {
+    Session s;
+    ImageBuffer frame({0, 0, 2, 2}, kOfxBitDepthFloat, kOfxImageComponentRGBA);
+    s.instance->setClipFrames("Source", [&](OfxTime) { return std::optional(frame.desc()); });
+    std::ostringstream address;
+    address << std::hex << reinterpret_cast<std::uintptr_t>(frame.data());
+    const auto& fx = *s.suites().imageEffect;
+    for (const double t : {4.0, 4.0, 0.0, -0.0, 2.5, 1e-7, -123456789.0, 4.0}) {
+        OfxPropertySetHandle image = nullptr;
+        ASSERT_EQ(fx.clipGetImage(s.clip("Source"), t, nullptr, &image), kOfxStatOK);
+        char time[32];
+        std::snprintf(time, sizeof time, "%.6g", t);
+        EXPECT_EQ(ofxhost::PropertySet::fromHandle(image)->getString(kOfxImagePropUniqueIdentifier),
+                  "Source@" + std::string(time) + ":0x" + address.str());
+        ASSERT_EQ(fx.clipReleaseImage(image), kOfxStatOK);
+    }
+}
 
 // A host's image starts on a cache line, at every size, depth and row order,
 // and keeps its pixels where they are when the buffer moves.

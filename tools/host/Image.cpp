@@ -219,14 +219,19 @@ void ImageBuffer::fill(const std::function<float(int x, int y, int c)>& f) {
 }
 
 ImageDesc ImageBuffer::desc() const {
-    ImageDesc d;
-    d.data = origin();
-    d.bounds = bounds_;
-    d.rowBytes = rowBytes_;
-    d.depth = depth_;
-    d.components = components_;
-    d.premultiplication = premultiplication;
-    return d;
+    // Every member given (the rest as a default description has them), so
+    // that each string is made once, as a copy.
+    static const ImageDesc kDefault;
+    return ImageDesc{origin(),
+                     bounds_,
+                     rowBytes_,
+                     depth_,
+                     components_,
+                     premultiplication,
+                     kDefault.regionOfDefinition,
+                     kDefault.pixelAspectRatio,
+                     kDefault.field,
+                     kDefault.uniqueIdentifier};
 }
 
 namespace {

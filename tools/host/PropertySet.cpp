@@ -200,26 +200,28 @@ std::size_t foundRow(const char* name) {
 
 PropertySet::Property* PropertySet::find(std::string_view name) const {
     static_assert(kRows == 16, "four bits of hash");
-    FoundRow& row = found_[foundRow(name.data())];
+    const FoundRow& row = found_[foundRow(name.data())];
     for (const Found& found : row.ways)
         if (found.name == name.data() && found.property != nullptr &&
             found.property->name() == name)
             return found.property;
-    Property* p = search(name);
-    if (p != nullptr)
-        remember(row, name.data(), p);
-    return p;
+    return searchAndRemember(name, name.data());
 }
 
 PropertySet::Property* PropertySet::find(const char* name) const {
-    FoundRow& row = found_[foundRow(name)];
+    const FoundRow& row = found_[foundRow(name)];
     for (const Found& found : row.ways)
         if (found.name == name && found.property != nullptr &&
             std::strcmp(name, found.property->nameText()) == 0)
             return found.property;
+    return searchAndRemember(name, name);
+}
+
+PropertySet::Property* PropertySet::searchAndRemember(std::string_view name,
+                                                      const char* address) const {
     Property* p = search(name);
     if (p != nullptr)
-        remember(row, name, p);
+        remember(found_[foundRow(address)], address, p);
     return p;
 }
 
@@ -273,7 +275,7 @@ PropertySet::Property& PropertySet::addUndefined(std::string_view name, PropType
 
 void PropertySet::define(const PropertyDef& def) {
     std::lock_guard<std::mutex> lock(mutex_);
-    ++changes_;
+    noteChange();
     addCopy(def);
 }
 
@@ -305,7 +307,7 @@ OfxStatus PropertySet::lookupForRead(const char* name, PropType type, const Prop
 template <typename Store, typename Value>
 OfxStatus PropertySet::setOne(const char* name, PropType type, int index, Value value) {
     std::lock_guard<std::mutex> lock(mutex_);
-    ++changes_;
+    noteChange();
     Property* p = nullptr;
     if (const OfxStatus st = lookupForWrite(name, type, p); st != kOfxStatOK) {
         return st;
@@ -333,7 +335,7 @@ OfxStatus PropertySet::setOne(const char* name, PropType type, int index, Value 
 template <typename Store, typename Value>
 OfxStatus PropertySet::setMany(const char* name, PropType type, int count, const Value* values) {
     std::lock_guard<std::mutex> lock(mutex_);
-    ++changes_;
+    noteChange();
     Property* p = nullptr;
     if (const OfxStatus st = lookupForWrite(name, type, p); st != kOfxStatOK) {
         return st;
@@ -455,7 +457,7 @@ OfxStatus PropertySet::propGetIntN(const char* name, int count, int* values) con
 
 OfxStatus PropertySet::propReset(const char* name) {
     std::lock_guard<std::mutex> lock(mutex_);
-    ++changes_;
+    noteChange();
     Property* p = name ? find(name) : nullptr;
     if (p == nullptr) {
         return kOfxStatErrUnknown;
@@ -514,10 +516,7 @@ PropType PropertySet::type(std::string_view name) const {
     return p->type();
 }
 
-std::uint64_t PropertySet::changes() const {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return changes_;
-}
+std::uint64_t PropertySet::changes() const { return changes_.load(std::memory_order_relaxed); }
 
 std::size_t PropertySet::size() const { return count_.load(std::memory_order_relaxed); }
 
@@ -559,7 +558,7 @@ void PropertySet::setAll(std::string_view name, PropType type, const Value* valu
                          std::size_t count) {
     using Store = typename StoreOf<Value>::type;
     std::lock_guard<std::mutex> lock(mutex_);
-    ++changes_;
+    noteChange();
     Property* p = find(name);
     if (p == nullptr) {
         if (fixed_) {
@@ -711,7 +710,7 @@ std::string PropertySet::valueText(std::string_view name, bool quoteStrings) con
 
 void PropertySet::reset(std::string_view name) {
     std::lock_guard<std::mutex> lock(mutex_);
-    ++changes_;
+    noteChange();
     Property* p = find(name);
     if (p == nullptr) {
         throw Error("property set '" + label_ + "' has no property '" + std::string(name) + "'");
@@ -721,14 +720,14 @@ void PropertySet::reset(std::string_view name) {
 
 void PropertySet::resetAll() {
     std::lock_guard<std::mutex> lock(mutex_);
-    ++changes_;
+    noteChange();
     for (const auto& p : properties_)
         p->reset();
 }
 
 void PropertySet::remove(std::string_view name) {
     std::lock_guard<std::mutex> lock(mutex_);
-    ++changes_;
+    noteChange();
     const auto it = placeIn(index_, name);
     if (it == index_.end() || it->first != name) {
         throw Error("property set '" + label_ + "' has no property '" + std::string(name) + "'");
@@ -774,7 +773,7 @@ void PropertySet::copyValue(std::string_view name, const PropertySet& from,
     const bool fromFirst = std::less<const PropertySet*>()(&from, this);
     std::lock_guard<std::mutex> first(fromFirst ? from.mutex_ : mutex_);
     std::lock_guard<std::mutex> second(fromFirst ? mutex_ : from.mutex_);
-    ++changes_;
+    noteChange();
     const Property* source = from.find(fromName);
     if (source == nullptr) {
         throw missing(from, fromName);
@@ -823,7 +822,7 @@ void PropertySet::copyValuesFrom(const PropertySet& other) {
         return;
     }
     std::scoped_lock lock(mutex_, other.mutex_);
-    ++changes_;
+    noteChange();
     for (const auto& source : other.properties_) {
         Property* target = find(source->name());
         if (target == nullptr) {

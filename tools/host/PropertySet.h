@@ -273,6 +273,9 @@ private:
     Property* find(std::string_view name) const;
     Property* find(const char* name) const;
     Property* search(std::string_view name) const;
+    // search, then remember the property found by the address `name` was
+    // asked with.
+    Property* searchAndRemember(std::string_view name, const char* address) const;
     const Property& require(std::string_view name, PropType type) const;
     // Adds `property` (its definition set) at its defaults, or gives an
     // existing property of that name its definition in its place.
@@ -302,7 +305,12 @@ private:
     Host* owner_ = nullptr;
     bool fixed_ = false;
     mutable std::mutex mutex_;
-    std::uint64_t changes_ = 0;
+    // Written under the lock, read without it.
+    std::atomic<std::uint64_t> changes_{0};
+    // Under the lock: counts a change (see changes()).
+    void noteChange() {
+        changes_.store(changes_.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+    }
     std::vector<std::unique_ptr<Property>> properties_;
     // properties_.size(), written under the lock, read without it.
     std::atomic<std::size_t> count_{0};

@@ -58,13 +58,36 @@ private:
 
 namespace {
 
+// The time as written last on this thread, by its bits (0 and -0 are
+// written apart): the images of a frame share their time.
+struct TimeText {
+    std::uint64_t bits = 0;
+    bool known = false;
+    std::size_t size = 0;
+    char text[32] = {};
+};
+thread_local TimeText tlsTimeText;
+
 // Sets the image's unique identifier to "<clip>@<time>:0x<address>", the
 // time written as printf's %.6g writes it, without printf's cost (nor an
 // allocation, for a clip name of common length) on every image.
 void setUniqueId(PropertySet& image, const std::string& clip, OfxTime time, const void* data) {
     char text[64] = {'@'};
     char* const end = text + sizeof text;
-    char* at = std::to_chars(text + 1, end, time, std::chars_format::general, 6).ptr;
+    std::uint64_t bits = 0;
+    static_assert(sizeof bits == sizeof time, "a double in 64 bits");
+    std::memcpy(&bits, &time, sizeof bits);
+    TimeText& last = tlsTimeText;
+    if (!last.known || last.bits != bits) {
+        const char* const written = std::to_chars(last.text, last.text + sizeof last.text, time,
+                                                  std::chars_format::general, 6)
+                                        .ptr;
+        last.size = std::size_t(written - last.text);
+        last.bits = bits;
+        last.known = true;
+    }
+    std::memcpy(text + 1, last.text, last.size);
+    char* at = text + 1 + last.size;
     *at++ = ':';
     *at++ = '0';
     *at++ = 'x';
