@@ -553,12 +553,8 @@ struct StoreOf<void*> {
 
 } // namespace
 
-template <typename Value>
-void PropertySet::setAll(std::string_view name, PropType type, const Value* values,
-                         std::size_t count) {
-    using Store = typename StoreOf<Value>::type;
-    std::lock_guard<std::mutex> lock(mutex_);
-    noteChange();
+PropertySet::Property& PropertySet::writable(std::string_view name, PropType type,
+                                             std::size_t count) {
     Property* p = find(name);
     if (p == nullptr) {
         if (fixed_) {
@@ -575,7 +571,16 @@ void PropertySet::setAll(std::string_view name, PropType type, const Value* valu
         throw Error("property '" + std::string(name) + "' of set '" + label_ + "' has " +
                     std::to_string(p->dimension()) + " values, not " + std::to_string(count));
     }
-    auto& stored = Store::of(*p);
+    return *p;
+}
+
+template <typename Value>
+void PropertySet::setAll(std::string_view name, PropType type, const Value* values,
+                         std::size_t count) {
+    using Store = typename StoreOf<Value>::type;
+    std::lock_guard<std::mutex> lock(mutex_);
+    noteChange();
+    auto& stored = Store::of(writable(name, type, count));
     if (stored.size() == count) {
         // Written over in place: a value of the same size costs no allocation.
         for (std::size_t i = 0; i < count; ++i) {
@@ -747,10 +752,6 @@ void PropertySet::remove(std::string_view name) {
 
 void PropertySet::copyValue(std::string_view name, const PropertySet& from,
                             std::string_view fromName) {
-    const auto missing = [](const PropertySet& set, std::string_view property) {
-        return Error("property set '" + set.label_ + "' has no property '" + std::string(property) +
-                     "'");
-    };
     if (&from == this) {
         // Within one set: through a copy, as a get and a set would.
         switch (type(fromName)) {
@@ -776,24 +777,10 @@ void PropertySet::copyValue(std::string_view name, const PropertySet& from,
     noteChange();
     const Property* source = from.find(fromName);
     if (source == nullptr) {
-        throw missing(from, fromName);
+        throw Error("property set '" + from.label_ + "' has no property '" + std::string(fromName) +
+                    "'");
     }
-    Property* target = find(name);
-    if (target == nullptr) {
-        if (fixed_) {
-            throw missing(*this, name);
-        }
-        target = &addUndefined(name, source->type());
-    }
-    if (target->type() != source->type()) {
-        throw Error("property '" + std::string(name) + "' of set '" + label_ + "' is of type " +
-                    toString(target->type()) + ", not " + toString(source->type()));
-    }
-    const int count = source->size();
-    if (target->dimension() > 0 && count != target->dimension()) {
-        throw Error("property '" + std::string(name) + "' of set '" + label_ + "' has " +
-                    std::to_string(target->dimension()) + " values, not " + std::to_string(count));
-    }
+    Property* target = &writable(name, source->type(), std::size_t(source->size()));
     switch (source->type()) {
     case PropType::Int:
         target->ints = source->ints;

@@ -282,6 +282,10 @@ private:
     Property& place(std::unique_ptr<Property> property);
     Property& addCopy(const PropertyDef& def);
     Property& addUndefined(std::string_view name, PropType type);
+    // The property `name` about to take `count` values of `type` (created
+    // first in an open set); throws when the set cannot take them. The
+    // caller holds the lock.
+    Property& writable(std::string_view name, PropType type, std::size_t count);
     // Finds the property for a plug-in write, creating it in an open set.
     OfxStatus lookupForWrite(const char* name, PropType type, Property*& out);
     OfxStatus lookupForRead(const char* name, PropType type, const Property*& out) const;
